@@ -1,0 +1,87 @@
+#include "ZelTraceMgr.h"
+
+#include <QTextCodec>
+
+#include <cstdio>
+
+namespace {
+
+// The message is kept as Latin-1 unless the poster handed valid UTF-8 (module names and texts
+// from the parameter tables carry "µ"), in which case it is decoded as such.
+QString decode_message(const char* text, int length) {
+    bool ascii = true;
+    for (int i = 0; i < length; ++i) {
+        if (static_cast<unsigned char>(text[i]) >= 0x80) {
+            ascii = false;
+            break;
+        }
+    }
+    if (ascii) {
+        return QString::fromLatin1(text, length);
+    }
+    QTextCodec::ConverterState state;
+    static QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
+    const QString decoded = utf8->toUnicode(text, length, &state);
+    if (state.invalidChars == 0 && state.remainingChars == 0) {
+        return decoded;
+    }
+    return QString::fromLatin1(text, length);
+}
+
+// Cuts a text at 255 bytes without splitting a UTF-8 sequence.
+int cut_length(std::string_view text) {
+    if (text.size() <= static_cast<size_t>(ZelTraceMgr::kMaxMessageLength)) {
+        return static_cast<int>(text.size());
+    }
+    int n = ZelTraceMgr::kMaxMessageLength;
+    // Step back over continuation bytes when the cut falls inside a multi-byte character.
+    int back = n;
+    while (back > 0 && (static_cast<unsigned char>(text[back]) & 0xC0) == 0x80) {
+        --back;
+    }
+    if (back < n && n - back < 4) {
+        n = back;
+    }
+    return n;
+}
+
+} // namespace
+
+ZelTraceMgr::ZelTraceMgr() : m_dispatcher(new ZelTraceMgrDispatcher) {}
+
+// The dispatcher thread runs until the process ends: the process-wide managers are never
+// destroyed, so records posted during shutdown are still delivered to whoever listens.
+ZelTraceMgr::~ZelTraceMgr() = default;
+
+void ZelTraceMgr::log(const char* module, quint32 level, const char* format, ...) const {
+    va_list args;
+    va_start(args, format);
+    vlog(module, level, format, args);
+    va_end(args);
+}
+
+void ZelTraceMgr::vlog(const char* module, quint32 level, const char* format, va_list args) const {
+    char buffer[kMaxMessageLength + 1];
+    const int n = std::vsnprintf(buffer, sizeof buffer, format, args);
+    const size_t length = n < 0 ? 0 : std::min<size_t>(static_cast<size_t>(n), kMaxMessageLength);
+    post(module, level, std::string_view(buffer, length));
+}
+
+void ZelTraceMgr::post(const char* module, quint32 level, std::string_view text) const {
+    auto msg = QSharedPointer<ZelTraceMgrMsg>::create();
+    msg->date = QDateTime::currentDateTime();
+    msg->level = level;
+    msg->module = QString::fromUtf8(module ? module : "");
+    msg->message = decode_message(text.data(), cut_length(text));
+    Q_EMIT m_dispatcher->EnQueueNewMessage(msg);
+}
+
+ZelTraceMgr* GetTraceMgr() {
+    static ZelTraceMgr* const mgr = new ZelTraceMgr;
+    return mgr;
+}
+
+ZelTraceMgr* GetSerialTraceMgr() {
+    static ZelTraceMgr* const mgr = new ZelTraceMgr;
+    return mgr;
+}
