@@ -1,8 +1,13 @@
 #include "ZelThreadObject.h"
 
-ZelThreadObject::ZelThreadObject(QObject* parent) : QThread(parent) { moveToThread(this); }
+ZelThreadObject::ZelThreadObject(QObject* parent)
+    : QThread(parent) {
+    moveToThread(this);
+}
 
-ZelThreadObject::~ZelThreadObject() { stopThread(); }
+ZelThreadObject::~ZelThreadObject() {
+    stopThread();
+}
 
 void ZelThreadObject::stopThread() {
     if (QThread::currentThread() == this) {
@@ -13,4 +18,6 @@ void ZelThreadObject::stopThread() {
     wait();
 }
 
-void ZelThreadObject::run() { exec(); }
+void ZelThreadObject::run() {
+    exec();
+}

@@ -47,7 +47,8 @@ int cut_length(std::string_view text) {
 
 } // namespace
 
-ZelTraceMgr::ZelTraceMgr() : m_dispatcher(new ZelTraceMgrDispatcher) {}
+ZelTraceMgr::ZelTraceMgr()
+    : m_dispatcher(new ZelTraceMgrDispatcher) {}
 
 // The dispatcher thread runs until the process ends: the process-wide managers are never
 // destroyed, so records posted during shutdown are still delivered to whoever listens.

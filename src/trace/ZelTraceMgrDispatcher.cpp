@@ -10,4 +10,6 @@ ZelTraceMgrDispatcher::ZelTraceMgrDispatcher() {
     start(QThread::InheritPriority);
 }
 
-void ZelTraceMgrDispatcher::OnQueueNewMessage(ZelTraceMgrMsgPtr msg) { Q_EMIT NewMessage(msg); }
+void ZelTraceMgrDispatcher::OnQueueNewMessage(ZelTraceMgrMsgPtr msg) {
+    Q_EMIT NewMessage(msg);
+}

@@ -15,7 +15,7 @@ enum ZelTraceLevel : quint32 {
 
 // One log record. Immutable once posted: every subscriber receives the same shared record.
 struct ZelTraceMgrMsg {
-    QDateTime date;  // local time at posting
+    QDateTime date; // local time at posting
     quint32 level = ZelLevelError;
     QString module;  // the poster's module name
     QString message; // at most 255 characters
