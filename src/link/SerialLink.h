@@ -3,7 +3,10 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <string>
+
+class SerialPort;
 
 // The serial link to the instrument's supervision unit: one process-wide port over which every
 // text command travels, with three optional hooks through which the application observes what
@@ -63,3 +66,7 @@ void set_comm_receive_hook(SerialHook hook);
 // The port name and baud rate of the last init_comm, for display.
 QString comm_port_name();
 quint32 comm_baud();
+
+// Replaces the operating-system port used by the next init_comm (tests drive the link through a
+// scripted port); an empty factory restores the system's port.
+void set_serial_port_factory(std::function<std::unique_ptr<SerialPort>()> factory);

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "link/SerialPort.h"
+
+#include <deque>
+#include <memory>
+#include <string>
+
+// A serial port whose reads follow a script, for the link's counting rules (tries, NUL-led
+// chunks, failed reads) without depending on real time. The script and the counters live in a
+// shared record so that the test keeps them after the link took the port.
+struct PortScript {
+    struct Read {
+        bool ok = true;
+        std::string bytes; // empty: a silent read
+    };
+    std::deque<Read> reads; // once empty, every read is silent
+    bool openOk = true;
+    bool timeoutsOk = true;
+    bool configureOk = true;
+    std::string failureText = "Scripted failure";
+    int readCount = 0;
+    int purgeCount = 0;
+    std::string written;
+};
+
+class ScriptedSerialPort final : public SerialPort {
+public:
+    explicit ScriptedSerialPort(std::shared_ptr<PortScript> script)
+        : m_script(std::move(script)) {}
+
+    bool open(const std::string&) override { return m_script->openOk; }
+    bool configure(unsigned) override { return m_script->configureOk; }
+    bool setReadTimeouts(int, int) override { return m_script->timeoutsOk; }
+    bool write(const char* data, std::size_t size, std::size_t& written) override {
+        m_script->written.append(data, size);
+        written = size;
+        return true;
+    }
+    bool read(char* buffer, std::size_t capacity, std::size_t& got) override {
+        ++m_script->readCount;
+        got = 0;
+        if (m_script->reads.empty()) {
+            return true;
+        }
+        PortScript::Read r = m_script->reads.front();
+        m_script->reads.pop_front();
+        got = std::min(capacity, r.bytes.size());
+        r.bytes.copy(buffer, got);
+        return r.ok;
+    }
+    bool purgeReceive() override {
+        ++m_script->purgeCount;
+        return true;
+    }
+    bool close() override { return true; }
+    std::string errorText() const override { return m_script->failureText; }
+
+private:
+    std::shared_ptr<PortScript> m_script;
+};
