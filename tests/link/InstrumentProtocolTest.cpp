@@ -1,0 +1,481 @@
+// The message protocol against a scripted instrument: exact lines on the wire, the wait of every
+// command counted in reads (no real time involved), and every branch of the shared exchanges.
+#include "ScriptedSerialPort.h"
+
+#include "link/InstrumentProtocol.h"
+#include "link/SerialLink.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+namespace {
+
+const std::string kLP = "== Kelvo6-LP == Entering Supervisor Mode ==\n";
+const std::string kHF = "== Kelvo6-HF == Entering Supervisor Mode ==\n";
+
+// A small instrument: one answer per command line, with commands that stay silent or answer
+// differently on request.
+struct FakeInstrument {
+    std::map<std::string, std::string> answers{
+        {"$SU;", kLP},
+        {"$USER;", "== Leaving Supervisor Mode ==\n"},
+        {"$POWERPUset:1;", "$ok;\n"},
+        {"$POWERPUset:0;", "$ok;\n"},
+        {"$PUready;", "$PUready:OK;\n"},
+        {"$PU:alive;", "[PU]:$aliveack;\n"},
+        {"$PU:ethlink,1;", "[PU]:$ethlink:OK;\n"},
+        {"$stop;", "$stop:ACK;\n"},
+    };
+    std::set<std::string> silent;
+    std::map<std::string, int> silentTimes;                 // silent for the first N times only
+    std::map<std::string, std::vector<std::string>> before; // bursts sent before the answer
+
+    void operator()(const std::string& line, PortScript& script) {
+        if (silent.count(line)) {
+            return;
+        }
+        if (auto it = silentTimes.find(line); it != silentTimes.end() && it->second > 0) {
+            --it->second;
+            return;
+        }
+        for (const auto& b : before[line]) {
+            script.answer(b);
+        }
+        if (auto it = answers.find(line); it != answers.end()) {
+            script.answer(it->second);
+        }
+    }
+};
+
+class InstrumentProtocolTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        script = std::make_shared<PortScript>();
+        set_serial_port_factory([s = script] { return std::make_unique<ScriptedSerialPort>(s); });
+        ASSERT_TRUE(init_comm(QStringLiteral("/dev/scripted"), 38400));
+        script->onLine = [this](const std::string& line, PortScript& s) { instrument(line, s); };
+        set_instrument_variant(QString());
+    }
+    void TearDown() override {
+        close_comm();
+        set_serial_port_factory({});
+        set_instrument_variant(QString());
+    }
+    int sleptMs() const {
+        int total = 0;
+        for (auto ms : sleeps) {
+            total += ms;
+        }
+        return total;
+    }
+    int count(const std::string& line) const {
+        return static_cast<int>(std::count(script->lines.begin(), script->lines.end(), line));
+    }
+
+    std::shared_ptr<PortScript> script;
+    FakeInstrument instrument;
+    std::vector<int> sleeps;
+    InstrumentProtocol protocol{
+        [this](std::chrono::milliseconds d) { sleeps.push_back(static_cast<int>(d.count())); }};
+};
+
+TEST_F(InstrumentProtocolTest, TableHoldsEveryCommandInOrder) {
+    const auto table = command_table();
+    ASSERT_EQ(table.size(), static_cast<std::size_t>(InstrumentCommand::Raw) + 1);
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        EXPECT_EQ(static_cast<std::size_t>(table[i].id), i) << table[i].name;
+        EXPECT_EQ(&command_info(table[i].id), &table[i]);
+    }
+}
+
+TEST_F(InstrumentProtocolTest, CommandsAreFormattedIntoOneLineEach) {
+    instrument.answers.clear();
+    struct Case {
+        std::function<ExchangeResult()> run;
+        std::string wire;
+    };
+    using IC = InstrumentCommand;
+    const Case cases[] = {
+        {[&] { return protocol.exchange(IC::ClockSet, 2024, 3, 7, 9, 5, 0); }, "$RTCset:20240307,090500;\n"},
+        {[&] { return protocol.exchange(IC::AcqConfRead, 3); }, "$ACQCONFread:3;\n"},
+        {[&] { return protocol.exchange(IC::TimeProgRead, 12); }, "$TIMEPROGread:12;\n"},
+        {[&] { return protocol.exchange(IC::PuEthlinkToMac, "127.0.0.2", 49152, "00:11:22:33:44:55"); },
+         "$PU:ethlink,2,127.0.0.2,49152,00:11:22:33:44:55;\n"},
+        {[&] { return protocol.exchange(IC::PuEthlinkTo, std::string("127.0.0.2"), 49152); },
+         "$PU:ethlink,2,127.0.0.2,49152;\n"},
+        {[&] { return protocol.exchange(IC::PuImageParams, 10, 20, 1.5); }, "$PU:imgparamset,10,20,1.50;\n"},
+        {[&] { return protocol.exchange(IC::PressureTime, 12.5, 2024, 1, 2, 3, 4, 5); },
+         "$pt:12.50,20240102,030405;\n"},
+        {[&] { return protocol.exchange(IC::AcqConfSet, 4, "ACQ_TIME,1,2"); },
+         "$ACQCONFset:4,ACQ_TIME,1,2;\n"},
+        {[&] { return protocol.exchange(IC::AcqConfErase, 9); }, "$ACQCONFerase:9;\n"},
+        {[&] { return protocol.exchange(IC::HwConfSet, "UNDEFINED,0"); }, "$HWCONFset:UNDEFINED,0;\n"},
+        {[&] { return protocol.exchange(IC::TimeProgAdd, "2019,7,*,*,20,0,July_CONF,120"); },
+         "$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,120;\n"},
+        {[&] { return protocol.exchange(IC::PuFileDumpTo, "tree.txt", "127.0.0.2", 49152, "aa:bb"); },
+         "$PU:filedump,tree.txt,127.0.0.2,49152,aa:bb;\n"},
+        {[&] { return protocol.exchange(IC::PuFrameDump, 1, 0); }, "$PU:framedump,1,0;\n"},
+        {[&] { return protocol.exchange(IC::StopDouble); }, "$stop;;\n"},
+        {[&] { return protocol.exchange(IC::Start, "ACQ_CTD"); }, "$start:ACQ_CTD;\n"},
+        {[&] { return protocol.exchange(IC::Raw, "$HWCONFread;"); }, "$HWCONFread;\n"},
+        {[&] { return protocol.exchange(IC::PuPowerSet, 0); }, "$POWERPUset:0;\n"},
+        {[&] { return protocol.exchange(IC::SuReboot); }, "$SUreboot;\n"},
+    };
+    for (const auto& c : cases) {
+        script->written.clear();
+        const ExchangeResult r = c.run();
+        EXPECT_TRUE(r.sent) << c.wire;
+        EXPECT_EQ(script->written, c.wire);
+    }
+}
+
+TEST_F(InstrumentProtocolTest, ArgumentsThatDoNotFitTheFormatSendNothing) {
+    const ExchangeResult r = protocol.exchange(InstrumentCommand::ClockSet, "now");
+    EXPECT_FALSE(r.sent);
+    EXPECT_FALSE(r.ok);
+    EXPECT_EQ(script->written, "");
+    const ExchangeResult tooLong = protocol.exchange(InstrumentCommand::HwConfSet, std::string(1100, 'x'));
+    EXPECT_FALSE(tooLong.sent);
+    EXPECT_EQ(script->readCount, 0); // nothing awaited for a line that never left
+}
+
+// How long each command waits on a silent instrument, counted in reads and sleeps.
+TEST_F(InstrumentProtocolTest, EveryCommandWaitsAsLongAsItsRuleSays) {
+    instrument.answers.clear();
+    using IC = InstrumentCommand;
+    struct Case {
+        IC command;
+        const char* variant;
+        int reads;
+        int sleptMs;
+    };
+    const Case cases[] = {
+        {IC::Version, "LP", 5, 0},
+        {IC::PuHwinfo, "LP", 5, 0},
+        {IC::Stop, "LP", 5, 0},
+        {IC::PuMakefs, "LP", 500, 0},
+        {IC::PowerMonitor, "HF", 5, 500},
+        {IC::TemperatureRead, "LP", 100, 0},
+        {IC::ClockRead, "LP", 100, 0},
+        {IC::HwConfRead, "LP", 1, 0},
+        {IC::TimeProgInit, "LP", 300, 0},
+        {IC::Autocheck, "LP", 100000, 0},
+        {IC::PuTreeUpdate, "HF", 2000, 0},
+        {IC::PuAlive, "LP", 10, 2000},
+        {IC::PuDataRequest, "LP", 20, 0},
+        {IC::PuDataLine, "LP", 1, 0},
+        {IC::PuReady, "LP", 200, 0},
+        {IC::PuReady, "HF", 20000, 0},
+        {IC::PuReady, "", 20000, 0},
+        {IC::SuReboot, "LP", 0, 0},
+        {IC::PuFileDump, "LP", 0, 0},
+        {IC::Raw, "LP", 100, 0},
+    };
+    for (const auto& c : cases) {
+        set_instrument_variant(QString::fromLatin1(c.variant));
+        script->readCount = 0;
+        sleeps.clear();
+        const CommandInfo& info = command_info(c.command);
+        protocol.exchangeLine(c.command, info.format);
+        EXPECT_EQ(script->readCount, c.reads) << info.name << " " << c.variant;
+        EXPECT_EQ(sleptMs(), c.sleptMs) << info.name;
+    }
+    struct Formatted {
+        std::function<ExchangeResult()> run;
+        int reads, sleptMs;
+    };
+    const Formatted formatted[] = {
+        {[&] { return protocol.exchange(IC::PuEthlink, 1); }, 50, 50 * 200},
+        {[&] { return protocol.exchange(IC::PuEthlinkTo, "127.0.0.2", 49152); }, 5000, 0},
+        {[&] { return protocol.exchange(IC::ClockSet, 2024, 1, 1, 0, 0, 0); }, 100, 0},
+        {[&] { return protocol.exchange(IC::AcqConfRead, 0); }, 1, 0},
+        {[&] { return protocol.exchange(IC::TimeProgRead, 0); }, 300, 0},
+        {[&] { return protocol.exchange(IC::TimeProgAdd, "2019,*,*,*,1,0,A,10"); }, 300, 0},
+        {[&] { return protocol.exchange(IC::HwConfSet, "x"); }, 10, 0},
+        {[&] { return protocol.exchange(IC::AcqConfErase, 0); }, 10, 0},
+        {[&] { return protocol.exchange(IC::PuFrameDump, 0, 0); }, 200, 0},
+        {[&] { return protocol.exchange(IC::PuPowerSet, 1); }, 10, 0},
+    };
+    for (const auto& f : formatted) {
+        script->readCount = 0;
+        sleeps.clear();
+        const ExchangeResult r = f.run();
+        EXPECT_EQ(script->readCount, f.reads) << script->lines.back();
+        EXPECT_EQ(sleptMs(), f.sleptMs) << script->lines.back();
+        EXPECT_FALSE(r.received);
+    }
+}
+
+TEST_F(InstrumentProtocolTest, AnswersAreJudgedByEqualityContainmentOrPrefix) {
+    using IC = InstrumentCommand;
+    struct Case {
+        IC command;
+        const char* variant;
+        std::string answer;
+        bool ok;
+    };
+    const Case cases[] = {
+        {IC::PuPowerSet, "LP", "$ok;\n", true},
+        {IC::PuPowerSet, "LP", "$ok;", false},
+        {IC::PuPowerSet, "LP", "$ok;\r\n", false},
+        {IC::PuPowerSet, "LP", "$ok;\n$ok;\n", false},
+        {IC::HwConfSet, "LP", "$HWCONFset:ok;\n", false},
+        {IC::HwConfSet, "LP", "log\n$ok;\n", true},
+        {IC::Version, "LP", "$VERSION:V3.4.2,2021.10.01;\n", true},
+        {IC::Version, "LP", " $VERSION:V3;\n", false},
+        {IC::TemperatureRead, "LP", "$TSread:21.50;\n", true},
+        {IC::TemperatureRead, "LP", "$TSread:;\n", false},
+        {IC::ClockRead, "LP", "$RTCread:20240307,090500;\n", true},
+        {IC::ClockRead, "LP", "$RTCread:2024-03-07;\n", false},
+        {IC::Autocheck, "LP", "  $autocheckpassed;\r\n", true},
+        {IC::Autocheck, "LP", "$starterr:49;\n", false},
+        {IC::PowerMonitor, "HF", "$POWERmonitor:PBU input voltage:24.05;\n", true},
+        {IC::PowerMonitor, "LP", "$POWERmonitor:PBU input voltage:24.05;\n", false},
+        {IC::PowerMonitor, "LP", "$POWERmonitor:B0 voltage:12.10;\n", true},
+        {IC::PuMakefs, "LP", "[PU]:$makefs:OK,1,2,3,4;\n", true},
+        {IC::PuMakefs, "LP", "[PU]:$makefs:FAILED,3;\n", false},
+        {IC::PuEthlinkTo, "LP", "[PU]:$ethlink:FAILED;\n", true},
+        {IC::PuEthlink, "LP", "[PU]:$ethlink:FAILED;\n", false},
+        {IC::PuTreeUpdate, "HF", "[PU]:$treeupdate:OK;\n", true},
+        {IC::HwConfRead, "LP", "$HWCONFread:K6LP-0001,1;\n", true},
+        {IC::HwConfRead, "LP", "$HWCONFset:DENIED;\n", false},
+        {IC::Stop, "LP", "x", true},
+        {IC::Stop, "LP", "", false},
+        {IC::PuFrameDump, "LP", "", true},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(answer_passes(command_info(c.command), c.answer, c.variant), c.ok)
+            << command_info(c.command).name << " [" << c.answer << "]";
+    }
+}
+
+struct SupervisorCase {
+    const char* name;
+    bool toSupervisor;
+    std::vector<std::string> bursts; // answered to the first command line only
+    int silentFirst;                 // lines left unanswered before that
+    int result;
+    int linesSent; // an unmatched answer is followed by silence: nine resends
+    QString variant;
+};
+
+TEST_F(InstrumentProtocolTest, SupervisorSwitchResults) {
+    const std::string leaving = "== Leaving Supervisor Mode ==\n";
+    const std::vector<std::string> tenLogLines(10, "[LOG] depth 12.3 m\n");
+    std::vector<std::string> threeLogsThenHF(3, "[LOG] battery ok\n");
+    threeLogsThenHF.push_back(kHF);
+    const SupervisorCase cases[] = {
+        {"LP banner", true, {kLP}, 0, 2, 1, "LP"},
+        {"HF banner", true, {kHF}, 0, 3, 1, "HF"},
+        {"leaving", false, {leaving}, 0, 1, 1, ""},
+        {"already user", false, {"$starterr:30;\n"}, 0, 1, 1, ""},
+        {"unrelated lines read past", true, threeLogsThenHF, 0, 3, 1, "HF"},
+        {"ten unrelated lines", true, tenLogLines, 0, 0, 1, ""},
+        {"banner with CR is no banner",
+         true,
+         {"== Kelvo6-LP == Entering Supervisor Mode ==\r\n"},
+         0,
+         0,
+         10,
+         ""},
+        {"banner with extra text", true, {kLP + "$ok;\n"}, 0, 0, 10, ""},
+        {"busy", true, {"$SU:BUSY;\n"}, 0, 0, 10, ""},
+        {"silent", true, {}, 100, 0, 11, ""},
+        {"answers after three resends", true, {kLP}, 3, 2, 4, "LP"},
+        {"user banner is not supervisor", true, {leaving}, 0, 0, 10, ""},
+        {"supervisor banner is not user", false, {kLP}, 0, 0, 10, ""},
+    };
+    for (const auto& c : cases) {
+        set_instrument_variant(QString());
+        script->lines.clear();
+        script->reads.clear();
+        int silentLeft = c.silentFirst;
+        bool answered = false;
+        script->onLine = [&](const std::string&, PortScript& s) {
+            if (silentLeft > 0) {
+                --silentLeft;
+                return;
+            }
+            if (!answered) {
+                answered = true;
+                for (const auto& b : c.bursts) {
+                    s.answer(b);
+                }
+            }
+        };
+        EXPECT_EQ(protocol.supervisorMode(c.toSupervisor), c.result) << c.name;
+        EXPECT_EQ(static_cast<int>(script->lines.size()), c.linesSent) << c.name;
+        EXPECT_EQ(script->lines.front(), c.toSupervisor ? "$SU;" : "$USER;") << c.name;
+        EXPECT_EQ(instrument_variant(), c.variant) << c.name;
+    }
+}
+
+TEST_F(InstrumentProtocolTest, PuPowerOnRunsTheFiveSteps) {
+    EXPECT_EQ(protocol.puPower(true), 2);
+    EXPECT_EQ(script->lines, (std::vector<std::string>{"$SU;", "$POWERPUset:1;", "$PUready;", "$PU:alive;"}));
+    instrument.answers["$SU;"] = kHF;
+    script->lines.clear();
+    EXPECT_EQ(protocol.puPower(true), 3);
+    EXPECT_EQ(instrument_variant(), QStringLiteral("HF"));
+}
+
+TEST_F(InstrumentProtocolTest, PuPowerOffStillWaitsForReadyButNotAlive) {
+    EXPECT_EQ(protocol.puPower(false), 2);
+    EXPECT_EQ(script->lines, (std::vector<std::string>{"$SU;", "$POWERPUset:0;", "$PUready;"}));
+    instrument.answers["$PUready;"] = "$PUready:FAILED;\n";
+    EXPECT_EQ(protocol.puPower(false), 0);
+}
+
+struct PowerFailure {
+    const char* name;
+    bool on;
+    std::function<void(FakeInstrument&)> fault;
+    std::vector<std::string> lines;
+    int reads; // reads after the supervisor switch
+    int sleptMs;
+};
+
+// A silent supervisor switch sends "$SU;" once and again after each of its ten silent reads.
+std::vector<std::string> withSilentSwitch(std::vector<std::string> rest) {
+    std::vector<std::string> lines(11, "$SU;");
+    lines.insert(lines.end(), rest.begin(), rest.end());
+    return lines;
+}
+
+TEST_F(InstrumentProtocolTest, PuPowerFailureBranches) {
+    const std::vector<std::string> toReady{"$SU;", "$POWERPUset:1;", "$PUready;"};
+    const std::vector<std::string> all{"$SU;", "$POWERPUset:1;", "$PUready;", "$PU:alive;"};
+    const PowerFailure cases[] = {
+        {"power refused",
+         true,
+         [](FakeInstrument& f) { f.answers["$POWERPUset:1;"] = "$POWERPUset:ERROR;\n"; },
+         {"$SU;", "$POWERPUset:1;"},
+         2,
+         0},
+        {"power silent",
+         true,
+         [](FakeInstrument& f) { f.silent.insert("$POWERPUset:1;"); },
+         {"$SU;", "$POWERPUset:1;"},
+         10,
+         0},
+        {"ready failed", true, [](FakeInstrument& f) { f.answers["$PUready;"] = "$PUready:FAILED;\n"; },
+         toReady, 4, 0},
+        {"ready silent on LP", true, [](FakeInstrument& f) { f.silent.insert("$PUready;"); }, toReady,
+         2 + 200, 0},
+        {"ready silent on HF", true,
+         [](FakeInstrument& f) {
+             f.answers["$SU;"] = kHF;
+             f.silent.insert("$PUready;");
+         },
+         toReady, 2 + 20000, 0},
+        {"alive wrong", true, [](FakeInstrument& f) { f.answers["$PU:alive;"] = "[PU]:$alive:KO;\n"; }, all,
+         6, 0},
+        {"alive silent", true, [](FakeInstrument& f) { f.silent.insert("$PU:alive;"); }, all, 4 + 10,
+         10 * 200},
+        // The switch failed but the PU answered every step: still a failure, and the ready wait
+        // is the long one since no LP banner was seen.
+        {"supervisor silent", true,
+         [](FakeInstrument& f) {
+             f.silent.insert("$SU;");
+             f.silent.insert("$PUready;");
+         },
+         withSilentSwitch({"$POWERPUset:1;", "$PUready;"}), 2 + 20000, 0},
+        {"supervisor silent, PU fine", true, [](FakeInstrument& f) { f.silent.insert("$SU;"); },
+         withSilentSwitch({"$POWERPUset:1;", "$PUready;", "$PU:alive;"}), 6, 0},
+    };
+    for (const auto& c : cases) {
+        instrument = FakeInstrument{};
+        c.fault(instrument);
+        script->lines.clear();
+        script->reads.clear();
+        sleeps.clear();
+        // Reads of the supervisor switch are counted apart.
+        int supervisorReads = -1;
+        script->onLine = [&](const std::string& line, PortScript& s) {
+            if (line == "$POWERPUset:1;" || line == "$POWERPUset:0;") {
+                supervisorReads = s.readCount;
+            }
+            instrument(line, s);
+        };
+        const int startReads = script->readCount;
+        EXPECT_EQ(protocol.puPower(c.on), 0) << c.name;
+        EXPECT_EQ(script->lines, c.lines) << c.name;
+        EXPECT_EQ(script->readCount - supervisorReads, c.reads) << c.name;
+        EXPECT_GT(supervisorReads, startReads) << c.name;
+        EXPECT_EQ(sleptMs(), c.sleptMs) << c.name;
+    }
+}
+
+TEST_F(InstrumentProtocolTest, AliveAnswerAfterSilentPollsStillCounts) {
+    instrument.silent.insert("$PU:alive;");
+    script->onLine = [&](const std::string& line, PortScript& s) {
+        instrument(line, s);
+        if (line == "$PU:alive;") {
+            s.reads.insert(s.reads.end(), 3, PortScript::Read{true, ""});
+            s.answer("[PU]:$aliveack;\n");
+        }
+    };
+    EXPECT_EQ(protocol.puPower(true), 2);
+    EXPECT_EQ(sleeps, (std::vector<int>{200, 200, 200}));
+}
+
+TEST_F(InstrumentProtocolTest, SimpleEthernetLink) {
+    EXPECT_TRUE(protocol.puEthlink(1));
+    EXPECT_EQ(script->lines.back(), "$PU:ethlink,1;");
+    instrument.answers["$PU:ethlink,1;"] = "[PU]:$ethlink:FAILED;\n";
+    EXPECT_FALSE(protocol.puEthlink(1));
+    instrument.silent.insert("$PU:ethlink,1;");
+    sleeps.clear();
+    EXPECT_FALSE(protocol.puEthlink(1));
+    EXPECT_EQ(sleptMs(), 50 * 200);
+}
+
+TEST_F(InstrumentProtocolTest, StopSequence) {
+    struct Case {
+        const char* name;
+        int silentStops;
+        bool ok;
+        std::vector<std::string> lines;
+        int purges;
+    };
+    const Case cases[] = {
+        {"answered", 0, true, {"$stop;;", "$stop;", "$stop;"}, 1},
+        {"first silent", 1, false, {"$stop;;", "$stop;"}, 0},
+    };
+    for (const auto& c : cases) {
+        instrument = FakeInstrument{};
+        instrument.silentTimes["$stop;"] = c.silentStops;
+        script->lines.clear();
+        script->purgeCount = 0;
+        sleeps.clear();
+        EXPECT_EQ(protocol.stopSequence(), c.ok) << c.name;
+        EXPECT_EQ(script->lines, c.lines) << c.name;
+        EXPECT_EQ(script->purgeCount, c.purges) << c.name;
+        EXPECT_EQ(sleeps, std::vector<int>{50}) << c.name;
+    }
+    // Second "$stop;" silent: the first answered, then nothing.
+    instrument = FakeInstrument{};
+    int stops = 0;
+    script->onLine = [&](const std::string& line, PortScript& s) {
+        if (line == "$stop;" && ++stops == 1) {
+            s.answer("$stop:ACK;\n");
+        }
+    };
+    script->lines.clear();
+    EXPECT_FALSE(protocol.stopSequence());
+    EXPECT_EQ(stops, 2);
+}
+
+TEST_F(InstrumentProtocolTest, DataRequestReadsPastOtherAnswersUntilItsOwn) {
+    script->onLine = [](const std::string&, PortScript& s) {
+        s.answer("[LOG] idle\n");
+        s.answer("[PU]:$datareq:OK;\n");
+    };
+    const ExchangeResult r = protocol.exchange(InstrumentCommand::PuDataRequest);
+    EXPECT_TRUE(r.ok);
+    EXPECT_EQ(r.answer, "[PU]:$datareq:OK;\n");
+}
+
+} // namespace
