@@ -1,0 +1,231 @@
+// The protocol layer against the Kelvo6 simulator over its real pseudo-terminal.
+#include "link/InstrumentProtocol.h"
+#include "link/SerialLink.h"
+#include "sim/Kelvo6Simulator.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+class ProtocolE2eTest : public ::testing::Test {
+protected:
+    void TearDown() override {
+        close_comm();
+        set_comm_error_hook({});
+        if (sim) {
+            sim->stop();
+        }
+        set_instrument_variant(QString());
+    }
+
+    // Starts a simulator of the given variant and opens the link on its pseudo-terminal.
+    void connect(const QString& variant = QStringLiteral("LP"), SimOptions options = {}) {
+        options.variant = variant;
+        sim = std::make_unique<Kelvo6Simulator>(options);
+        QString error;
+        ASSERT_TRUE(sim->start(&error)) << error.toStdString();
+        set_comm_error_hook([this](const std::string& t) { linkErrors.push_back(t); });
+        ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
+        set_instrument_variant(QString());
+    }
+
+    int received(const QString& line) const { return static_cast<int>(sim->receivedLines().count(line)); }
+
+    std::unique_ptr<Kelvo6Simulator> sim;
+    std::vector<std::string> linkErrors;
+    InstrumentProtocol protocol;
+};
+
+TEST_F(ProtocolE2eTest, BannersGiveTheVariant) {
+    const std::pair<const char*, int> cases[] = {{"LP", SupervisorLP}, {"HF", SupervisorHF}};
+    for (const auto& [variant, expected] : cases) {
+        connect(QString::fromLatin1(variant));
+        EXPECT_EQ(protocol.supervisorMode(true), expected) << variant;
+        EXPECT_EQ(instrument_variant(), QString::fromLatin1(variant));
+        EXPECT_EQ(sim->mode(), SimMode::Supervisor);
+        EXPECT_EQ(received(QStringLiteral("$SU;")), 1);
+        close_comm();
+        sim->stop();
+    }
+    EXPECT_TRUE(linkErrors.empty());
+}
+
+TEST_F(ProtocolE2eTest, BackToUserModeFromSupervisorAndFromUser) {
+    connect();
+    ASSERT_EQ(protocol.supervisorMode(true), SupervisorLP);
+    EXPECT_EQ(protocol.supervisorMode(false), SupervisorLeft); // "== Leaving Supervisor Mode ==\n"
+    EXPECT_EQ(sim->mode(), SimMode::User);
+    EXPECT_EQ(protocol.supervisorMode(false), SupervisorLeft); // "$starterr:30;\n"
+}
+
+TEST_F(ProtocolE2eTest, UnrelatedLinesAreReadPast) {
+    connect(QStringLiteral("HF"));
+    sim->setUnrelatedLinesBeforeAnswers(3);
+    EXPECT_EQ(protocol.supervisorMode(true), SupervisorHF);
+}
+
+TEST_F(ProtocolE2eTest, TenUnrelatedLinesGiveFailure) {
+    connect();
+    sim->setUnrelatedLinesBeforeAnswers(10);
+    EXPECT_EQ(protocol.supervisorMode(true), SupervisorFailed);
+    EXPECT_EQ(received(QStringLiteral("$SU;")), 1); // never silent, never resent
+    EXPECT_EQ(instrument_variant(), QString());
+}
+
+TEST_F(ProtocolE2eTest, SilentInstrumentGivesFailureAfterTheResends) {
+    connect();
+    sim->setSilentCommands(100);
+    EXPECT_EQ(protocol.supervisorMode(true), SupervisorFailed);
+    // The last resend leaves just before the switch gives up: let the simulator read it.
+    kelvotest::wait_until([&] { return received(QStringLiteral("$SU;")) >= 11; }, 2000);
+    EXPECT_EQ(received(QStringLiteral("$SU;")), 11);
+    EXPECT_EQ(sim->mode(), SimMode::User);
+}
+
+TEST_F(ProtocolE2eTest, InstrumentThatWakesUpIsReachedByTheResends) {
+    connect();
+    sim->setSilentCommands(3);
+    EXPECT_EQ(protocol.supervisorMode(true), SupervisorLP);
+    EXPECT_EQ(received(QStringLiteral("$SU;")), 4);
+}
+
+TEST_F(ProtocolE2eTest, BusyOrDamagedAnswersFailTheSwitch) {
+    struct Case {
+        const char* name;
+        std::function<void(Kelvo6Simulator&)> fault;
+    };
+    const Case cases[] = {
+        {"busy", [](Kelvo6Simulator& s) { s.setBusy(true); }},
+        {"garbled", [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(20); }},
+        {"truncated", [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(20); }},
+        // Whole-answer comparison: a banner cut into two bursts matches neither half.
+        {"split", [](Kelvo6Simulator& s) { s.setSplitAnswers(true); }},
+    };
+    for (const auto& c : cases) {
+        connect();
+        c.fault(*sim);
+        EXPECT_EQ(protocol.supervisorMode(true), SupervisorFailed) << c.name;
+        close_comm();
+        sim->stop();
+    }
+}
+
+TEST_F(ProtocolE2eTest, PuPowerOnAndOff) {
+    const std::pair<const char*, int> cases[] = {{"LP", SupervisorLP}, {"HF", SupervisorHF}};
+    for (const auto& [variant, expected] : cases) {
+        connect(QString::fromLatin1(variant));
+        EXPECT_EQ(protocol.puPower(true), expected) << variant;
+        EXPECT_EQ(sim->puState(), SimPuState::Ready) << variant;
+        EXPECT_EQ(protocol.puPower(false), expected) << variant;
+        EXPECT_EQ(sim->puState(), SimPuState::Off) << variant;
+        EXPECT_EQ(sim->receivedLines(), (QStringList{"$SU;", "$POWERPUset:1;", "$PUready;", "$PU:alive;",
+                                                     "$SU;", "$POWERPUset:0;", "$PUready;"}));
+        close_comm();
+        sim->stop();
+    }
+}
+
+TEST_F(ProtocolE2eTest, PuPowerFailureBranches) {
+    struct Case {
+        const char* name;
+        bool on;
+        std::function<void(Kelvo6Simulator&)> fault;
+        QString lastLine; // the last command the protocol got to send
+    };
+    const Case cases[] = {
+        // Supervisor mode refused: the power command is then refused in user mode.
+        {"busy", true, [](Kelvo6Simulator& s) { s.setBusy(true); }, "$POWERPUset:1;"},
+        {"power silent", true, [](Kelvo6Simulator& s) { s.setSilentCommands(1, "$POWERPUset"); },
+         "$POWERPUset:1;"},
+        {"power garbled", true, [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(1, "$POWERPUset"); },
+         "$POWERPUset:1;"},
+        {"ready failed", true, [](Kelvo6Simulator& s) { s.setPuStartFailure(true); }, "$PUready;"},
+        {"ready truncated", true, [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(1, "$PUready"); },
+         "$PUready;"},
+        {"alive silent", true, [](Kelvo6Simulator& s) { s.setSilentCommands(1, "$PU:alive"); }, "$PU:alive;"},
+        {"alive garbled", true, [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(1, "$PU:alive"); },
+         "$PU:alive;"},
+        // Power-off still waits for the ready answer.
+        {"off, ready truncated", false, [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(1, "$PUready"); },
+         "$PUready;"},
+        {"off, power refused", false, [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(1, "$POWERPUset"); },
+         "$POWERPUset:0;"},
+    };
+    for (const auto& c : cases) {
+        connect();
+        c.fault(*sim);
+        EXPECT_EQ(protocol.puPower(c.on), SupervisorFailed) << c.name;
+        ASSERT_FALSE(sim->receivedLines().isEmpty()) << c.name;
+        EXPECT_EQ(sim->receivedLines().constLast(), c.lastLine) << c.name;
+        close_comm();
+        sim->stop();
+    }
+}
+
+TEST_F(ProtocolE2eTest, SilentReadyOnLPGivesUpAfter200Tries) {
+    connect();
+    sim->setSilentCommands(1, QStringLiteral("$PUready"));
+    EXPECT_EQ(protocol.puPower(true), SupervisorFailed);
+    EXPECT_EQ(sim->receivedLines().constLast(), QStringLiteral("$PUready;"));
+}
+
+TEST_F(ProtocolE2eTest, StopSequence) {
+    connect();
+    EXPECT_TRUE(protocol.stopSequence());
+    EXPECT_EQ(sim->receivedLines(), (QStringList{"$stop;;", "$stop;", "$stop;"}));
+    sim->clearReceived();
+    sim->setSilentCommands(100);
+    EXPECT_FALSE(protocol.stopSequence());
+    EXPECT_EQ(sim->receivedLines(), (QStringList{"$stop;;", "$stop;"}));
+}
+
+TEST_F(ProtocolE2eTest, SimpleEthernetLinkNeedsThePu) {
+    connect();
+    EXPECT_FALSE(protocol.puEthlink(1)); // "$PU:OFF;\n"
+    ASSERT_EQ(protocol.puPower(true), SupervisorLP);
+    EXPECT_TRUE(protocol.puEthlink(1));
+    EXPECT_EQ(sim->ethlinkDestination().mode, 1);
+}
+
+// The simulator's answers pass the protocol's rule for every command that has one.
+TEST_F(ProtocolE2eTest, EveryAnsweredCommandIsUnderstood) {
+    for (const char* variant : {"LP", "HF"}) {
+        connect(QString::fromLatin1(variant));
+        ASSERT_EQ(protocol.stopSequence(), true);
+        ASSERT_NE(protocol.puPower(true), SupervisorFailed);
+        using IC = InstrumentCommand;
+        struct Case {
+            const char* name;
+            std::function<ExchangeResult()> run;
+        };
+        const Case cases[] = {
+            {"version", [&] { return protocol.exchange(IC::Version); }},
+            {"hwinfo", [&] { return protocol.exchange(IC::PuHwinfo); }},
+            {"power monitor", [&] { return protocol.exchange(IC::PowerMonitor); }},
+            {"temperature", [&] { return protocol.exchange(IC::TemperatureRead); }},
+            {"clock read", [&] { return protocol.exchange(IC::ClockRead); }},
+            {"clock set", [&] { return protocol.exchange(IC::ClockSet, 2024, 3, 7, 9, 5, 0); }},
+            {"hwconf read", [&] { return protocol.exchange(IC::HwConfRead); }},
+            {"acqconf read", [&] { return protocol.exchange(IC::AcqConfRead, 0); }},
+            {"acqconf erase", [&] { return protocol.exchange(IC::AcqConfErase, 9); }},
+            {"timeprog init", [&] { return protocol.exchange(IC::TimeProgInit); }},
+            {"timeprog add",
+             [&] { return protocol.exchange(IC::TimeProgAdd, "2019,7,*,*,20,0,July_CONF,120"); }},
+            {"timeprog read", [&] { return protocol.exchange(IC::TimeProgRead, 0); }},
+            {"treeupdate", [&] { return protocol.exchange(IC::PuTreeUpdate); }},
+            {"autocheck", [&] { return protocol.exchange(IC::Autocheck); }},
+            {"makefs", [&] { return protocol.exchange(IC::PuMakefs); }},
+        };
+        for (const auto& c : cases) {
+            const ExchangeResult r = c.run();
+            EXPECT_TRUE(r.ok) << variant << " " << c.name << ": [" << r.answer << "]";
+        }
+        close_comm();
+        sim->stop();
+    }
+}
+
+} // namespace
