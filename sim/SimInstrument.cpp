@@ -611,7 +611,7 @@ bool SimInstrument::fromJson(const QJsonObject& o, QString* error) {
     }
     const QJsonValue sv = o.value(QStringLiteral("slots"));
     if (!sv.isArray() || sv.toArray().size() != Kelvo6Simulator::kSlotCount) {
-        return fail(QStringLiteral("the acquisition acqSlots are missing (ten expected)"));
+        return fail(QStringLiteral("the acquisition slots are missing (ten expected)"));
     }
     std::vector<QStringList> newSlots;
     for (const QJsonValue& e : sv.toArray()) {

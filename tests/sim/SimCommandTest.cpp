@@ -1,0 +1,279 @@
+// Every serial command of the instrument, in its success and refusal forms, over the real
+// pseudo-terminal.
+#include "SimFixture.h"
+
+#include <QStringList>
+
+#include <vector>
+
+namespace {
+
+struct Row {
+    const char* variant;
+    std::vector<QByteArray> setup;
+    QByteArray command;
+    QByteArray expected; // "" means: no answer at all
+};
+
+const QByteArray kSu = "$SU;";
+const QByteArray kOn = "$POWERPUset:1;";
+
+std::vector<Row> rows() {
+    const std::vector<QByteArray> puOn = {kSu, kOn, "$PUready;"};
+    return {
+        // Modes.
+        {"LP", {}, "$SU;", "== Kelvo6-LP == Entering Supervisor Mode ==\n"},
+        {"HF", {}, "$SU;", "== Kelvo6-HF == Entering Supervisor Mode ==\n"},
+        {"LP", {kSu}, "$SU;", "== Kelvo6-LP == Entering Supervisor Mode ==\n"},
+        {"LP", {kSu}, "$USER;", "== Leaving Supervisor Mode ==\n"},
+        {"LP", {}, "$USER;", "$starterr:30;\n"},
+        {"LP", {kSu, "$USER;"}, "$USER;", "$starterr:30;\n"},
+        {"LP", {}, "$stop;", "$ok;\n"},
+        {"LP", {}, "$stop;;", "$ok;\n"},
+        // Identity and health.
+        {"LP", {}, "$VERSION;", "$VERSION:V3.4.2,2021.06.30;\n"},
+        {"LP",
+         {},
+         "$POWERmonitor;",
+         "B0 voltage: 12.10 V\nB1 voltage: 0.00 V\nSU current: 0.042 A\nPU current: 0.000 "
+         "A\n$POWERmonitor:OK;\n"},
+        {"HF",
+         {},
+         "$POWERmonitor;",
+         "PBU input voltage: 24.05 V\nPBU output voltage: 12.00 V\nSU current: 0.042 A\nPU current: 0.000 A\n"
+         "$POWERmonitor:OK;\n"},
+        {"LP", puOn, "$POWERmonitor;",
+         "B0 voltage: 12.10 V\nB1 voltage: 0.00 V\nSU current: 0.042 A\nPU current: 0.350 "
+         "A\n$POWERmonitor:OK;\n"},
+        {"LP", {}, "$TSread;", "$TSread:18.40;\n"},
+        {"LP", puOn, "$TSread;", "$TSread:24.35;\n"},
+        {"LP", {}, "$autocheck;", "$autocheckpassed;\n"},
+        {"LP", {kSu}, "$autocheck;", "$autocheckpassed;\n"},
+        // Configuration reads of a fresh instrument.
+        {"LP", {}, "$ACQCONFread:3;", "$ACQCONFread:3,<invalid>;\n"},
+        {"LP", {}, "$ACQCONFread:03;", "$ACQCONFread:03,<invalid>;\n"},
+        {"LP", {}, "$ACQCONFread:10;", "$ACQCONFread:ERROR;\n"},
+        {"LP", {}, "$ACQCONFread:-1;", "$ACQCONFread:ERROR;\n"},
+        {"LP", {}, "$TIMEPROGread:0;", "$TIMEPROGread:0,<invalid>;\n"},
+        {"LP", {}, "$HWCONFread:1;", "$HWCONFread:ERROR;\n"},
+        // Configuration commands need supervisor mode.
+        {"LP", {}, "$POWERPUset:1;", "$POWERPUset:DENIED;\n"},
+        {"LP", {}, "$RTCset:20240131,235959;", "$RTCset:DENIED;\n"},
+        {"LP", {}, "$HWCONFset:A,0;", "$HWCONFset:DENIED;\n"},
+        {"LP", {}, "$ACQCONFset:1,A;", "$ACQCONFset:DENIED;\n"},
+        {"LP", {}, "$ACQCONFerase:1;", "$ACQCONFerase:DENIED;\n"},
+        {"LP", {}, "$TIMEPROGinit;", "$TIMEPROGinit:DENIED;\n"},
+        {"LP", {}, "$TIMEPROGadd:*,*,*,*,6,1,MORNING,30;", "$TIMEPROGadd:DENIED;\n"},
+        {"LP", {}, "$SUreboot;", "$SUreboot:DENIED;\n"},
+        {"LP", {kSu}, "$ACQCONFerase:1;", "$ok;\n"},
+        {"LP", {kSu}, "$ACQCONFerase:12;", "$ACQCONFerase:ERROR;\n"},
+        {"LP", {kSu}, "$RTCset:20240231,120000;", "$RTCset:ERROR;\n"},
+        {"LP", {kSu}, "$RTCset:2024013,235959;", "$RTCset:ERROR;\n"},
+        {"LP", {kSu}, "$RTCset:20240131;", "$RTCset:ERROR;\n"},
+        {"LP", {kSu}, "$RTCset:20240131,235959;", "$ok;\n"},
+        {"LP", {kSu}, "$SUreboot;", ""},
+        // Processing unit power.
+        {"LP", {kSu}, "$POWERPUset:2;", "$POWERPUset:ERROR;\n"},
+        {"LP", {kSu}, "$POWERPUset:1;", "$ok;\n"},
+        {"LP", {kSu}, "$POWERPUset:0;", "$ok;\n"},
+        {"LP", {}, "$PUready;", "$PUready:OK;\n"},
+        {"LP", {kSu, kOn}, "$PUready;", "$PUready:OK;\n"},
+        {"LP", {kSu, kOn, "$POWERPUset:0;"}, "$PUready;", "$PUready:OK;\n"},
+        {"LP", {}, "$PU:alive;", "$PU:OFF;\n"},
+        {"LP", {kSu, kOn, "$POWERPUset:0;"}, "$PU:hwinfo;", "$PU:OFF;\n"},
+        {"LP", puOn, "$PU:alive;", "[PU]:$aliveack;\n"},
+        {"LP", puOn, "$PU:ethlink,1;", "[PU]:$ethlink:OK;\n"},
+        {"LP", puOn, "$PU:ethlink,2,127.0.0.2,49152;", "[PU]:$ethlink:OK;\n"},
+        {"LP", puOn, "$PU:ethlink,2,127.0.0.2,49152,02.00.00.00.00.01;", "[PU]:$ethlink:OK;\n"},
+        {"LP", puOn, "$PU:ethlink,2,300.0.0.1,49152;", "[PU]:$ethlink:ERROR;\n"},
+        {"LP", puOn, "$PU:ethlink,2,127.0.0.2,70000;", "[PU]:$ethlink:ERROR;\n"},
+        {"LP", puOn, "$PU:ethlink,2,127.0.0.2;", "[PU]:$ethlink:ERROR;\n"},
+        {"LP", puOn, "$PU:hwinfo;",
+         "[PU]:$hwinfo:PU-K6LP-0001,PU V2.1.7,IMX304,2464,2056,29872,30436,30.4;\n"},
+        {"HF", puOn, "$PU:hwinfo;",
+         "[PU]:$hwinfo:PU-K6HF-0001,PU V2.1.7,IMX304,2464,2056,HF-FLASH 2,29872,30436,30.4;\n"},
+        {"LP", puOn, "$PU:makefs;", "[PU]:$makefs:OK,30436,30420,3,64;\n"},
+        {"LP", puOn, "$PU:treeupdate;", "[PU]:$treeupdate:OK;\n"},
+        {"LP", puOn, "$PU:datareq;", "[PU]:$datareq:FAILED;\n"},
+        {"LP", puOn, "$PU:framedump,1,0;", "[PU]:$framedump:ERROR;\n"},
+        {"LP", puOn, "$PU:filedump,tree.txt;", ""},
+        {"LP", puOn, "$PU:imgparamset,1,2,0.50;", ""},
+        {"LP", puOn, "$PU:frobnicate;", "$error:UNKNOWN;\n"},
+        // Commands that are never answered, and starts.
+        {"LP", {}, "$pt:12.50,20240131,235959;", ""},
+        {"LP", {}, "$start:CONFNAME;", "$start:ERROR;\n"},
+        // Nonsense.
+        {"LP", {}, "$frobnicate;", "$error:UNKNOWN;\n"},
+        {"LP", {}, "hello", "$error:SYNTAX;\n"},
+        {"LP", {}, "$SU", "$error:SYNTAX;\n"},
+        {"LP", {}, "SU;", "$error:SYNTAX;\n"},
+        {"LP", {}, "$;", "$error:SYNTAX;\n"},
+        {"LP", {}, "$S U;", "$error:SYNTAX;\n"},
+        {"LP", {}, "$PU:;", "$error:SYNTAX;\n"},
+        {"LP", {}, "\x01\x02$SU;", "$error:SYNTAX;\n"},
+        {"LP", {}, "$SU;\xc3\xa9", "$error:SYNTAX;\n"},
+        {"LP", {}, "$SU;\r", "== Kelvo6-LP == Entering Supervisor Mode ==\n"},
+    };
+}
+
+} // namespace
+
+TEST(SimCommands, EachCommandAnswersWithTheInstrumentsExactText) {
+    for (const Row& row : rows()) {
+        SCOPED_TRACE(row.variant + std::string(" ") + row.command.toStdString());
+        SimOptions o;
+        o.variant = QLatin1String(row.variant);
+        SimSession s(o);
+        ASSERT_TRUE(s.started);
+        for (const QByteArray& line : row.setup) {
+            ASSERT_FALSE(s(line).isEmpty()) << line.toStdString();
+        }
+        EXPECT_EQ(s(row.command, row.expected.isEmpty() ? 400 : 1000), row.expected);
+    }
+}
+
+TEST(SimCommands, HardwareInformationHoldsTheCardSizesAtTheDocumentedPositions) {
+    struct {
+        const char* variant;
+        int remaining;
+        int total;
+    } cases[] = {{"LP", Kelvo6Simulator::kHwinfoSdRemainingIndexLP, Kelvo6Simulator::kHwinfoSdTotalIndexLP},
+                 {"HF", Kelvo6Simulator::kHwinfoSdRemainingIndexHF, Kelvo6Simulator::kHwinfoSdTotalIndexHF}};
+    for (const auto& c : cases) {
+        SimOptions o;
+        o.variant = QLatin1String(c.variant);
+        o.sdTotalMb = 61000;
+        o.sdFreeMb = 1234;
+        SimSession s(o);
+        s("$SU;");
+        s("$POWERPUset:1;");
+        s("$PUready;");
+        const QByteArray answer = s("$PU:hwinfo;");
+        // The application drops 13 characters and splits the rest at commas.
+        const QStringList fields = QString::fromLatin1(answer.mid(13)).split(QLatin1Char(','));
+        ASSERT_GT(fields.size(), c.total) << answer.toStdString();
+        EXPECT_EQ(fields[c.remaining], QStringLiteral("1234")) << c.variant;
+        EXPECT_EQ(fields[c.total], QStringLiteral("61000")) << c.variant;
+    }
+}
+
+TEST(SimCommands, SerialAndFirmwareOptionsReachTheAnswers) {
+    SimOptions o;
+    o.serial = QStringLiteral("K6LP-0042");
+    o.firmware = QStringLiteral("V3.4.2,2022.01.10");
+    SimSession s(o);
+    EXPECT_EQ(s("$VERSION;"), QByteArray("$VERSION:V3.4.2,2022.01.10;\n"));
+    EXPECT_TRUE(s("$HWCONFread;").startsWith("$HWCONFread:K6LP-0042,0,UNDEFINED,0,LU-0042,"));
+    s("$SU;");
+    s("$POWERPUset:1;");
+    s("$PUready;");
+    EXPECT_TRUE(s("$PU:hwinfo;").startsWith("[PU]:$hwinfo:PU-K6LP-0042,"));
+}
+
+TEST(SimCommands, ModeAndProcessingUnitStateFollowTheCommands) {
+    SimSession s;
+    EXPECT_EQ(s.sim->mode(), SimMode::User);
+    EXPECT_EQ(s.sim->puState(), SimPuState::Off);
+    s("$SU;");
+    EXPECT_EQ(s.sim->mode(), SimMode::Supervisor);
+    s("$POWERPUset:1;");
+    EXPECT_EQ(s.sim->puState(), SimPuState::Ready);
+    s("$PU:ethlink,2,127.0.0.2,49152,AA.BB.CC.DD.EE.FF;");
+    const SimEthlinkDestination dest = s.sim->ethlinkDestination();
+    EXPECT_EQ(dest.mode, 2);
+    EXPECT_EQ(dest.host, QStringLiteral("127.0.0.2"));
+    EXPECT_EQ(dest.port, 49152);
+    EXPECT_EQ(dest.mac, QStringLiteral("AA.BB.CC.DD.EE.FF"));
+    // A reboot answers nothing, returns to user mode and powers the PU off.
+    EXPECT_EQ(s("$SUreboot;", 400), QByteArray());
+    EXPECT_EQ(s.sim->mode(), SimMode::User);
+    EXPECT_EQ(s.sim->puState(), SimPuState::Off);
+    EXPECT_EQ(s.sim->ethlinkDestination().mode, -1);
+    EXPECT_EQ(s("$PU:alive;"), QByteArray("$PU:OFF;\n"));
+}
+
+TEST(SimCommands, RealisticStartUpKeepsThePuSilentUntilItIsReady) {
+    SimOptions o;
+    o.realistic = true;
+    o.puStartupMs = 1500;
+    SimSession s(o);
+    ASSERT_EQ(s("$SU;"), QByteArray("== Kelvo6-LP == Entering Supervisor Mode ==\n"));
+    ASSERT_EQ(s("$POWERPUset:1;"), QByteArray("$ok;\n"));
+    EXPECT_EQ(s.sim->puState(), SimPuState::Booting);
+    // While it boots the PU does not answer at all.
+    EXPECT_EQ(s("$PU:alive;", 300), QByteArray());
+    // The ready answer comes only once the start-up is over, however long the host waits.
+    ASSERT_TRUE(s.client.send("$PUready;\n"));
+    EXPECT_EQ(s.client.readBurst(200), QByteArray());
+    EXPECT_EQ(s.client.readBurst(3000), QByteArray("$PUready:OK;\n"));
+    EXPECT_EQ(s.sim->puState(), SimPuState::Ready);
+    EXPECT_EQ(s("$PU:alive;"), QByteArray("[PU]:$aliveack;\n"));
+}
+
+TEST(SimCommands, SelfCheckAnswersTheConfiguredResult) {
+    const struct {
+        SimAutocheck result;
+        QByteArray answer;
+    } cases[] = {{SimAutocheck::Passed, "$autocheckpassed;\n"},
+                 {SimAutocheck::Mezzanine49, "$starterr:49;\n"},
+                 {SimAutocheck::Flash59, "$starterr:59;\n"},
+                 {SimAutocheck::Pressure69, "$starterr:69;\n"},
+                 {SimAutocheck::Temperature79, "$starterr:79;\n"}};
+    SimSession s;
+    for (const auto& c : cases) {
+        s.sim->setAutocheckResult(c.result);
+        EXPECT_EQ(s("$autocheck;"), c.answer);
+    }
+}
+
+TEST(SimCommands, FormattingFailureAnswersItsCode) {
+    SimSession s;
+    s("$SU;");
+    s("$POWERPUset:1;");
+    s.sim->setMakefsFailure(7);
+    EXPECT_EQ(s("$PU:makefs;"), QByteArray("[PU]:$makefs:FAILED,7;\n"));
+    s.sim->setMakefsFailure(0);
+    EXPECT_EQ(s("$PU:makefs;"), QByteArray("[PU]:$makefs:OK,30436,30420,3,64;\n"));
+}
+
+TEST(SimCommands, DataRequestServesOneLinePerRequestThenTheEnd) {
+    SimSession s;
+    s("$SU;");
+    s("$POWERPUset:1;");
+    s.sim->setSyntheticData({QStringLiteral("1,10.00,120,72,36,12"), QStringLiteral("2,20.00,98,58,29,11")});
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:$datareq:OK;\n"));
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:1,10.00,120,72,36,12\n"));
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:2,20.00,98,58,29,11\n"));
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:$datareq:$eof;\n"));
+    // A new request starts over.
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:$datareq:OK;\n"));
+    s.sim->setDatareqErrorAfter(1);
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:1,10.00,120,72,36,12\n"));
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:$datareq:ERROR;\n"));
+    s.sim->setSyntheticData({});
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
+}
+
+TEST(SimCommands, AcquisitionSendsResultsRefusesSupervisorModeAndLeavesSyntheticData) {
+    SimSession s;
+    s("$SU;");
+    // Slot 2: name RUN_A, 10 Hz, 2 frames per bloc, results sent and saved.
+    const QByteArray set = "$ACQCONFset:2,RUN_A,1,10.000000,2,1,0,0,1,1,100,0,1000,1.000000,0,10,0,1000,0,40,"
+                           "op@example.org;";
+    ASSERT_EQ(s(set), QByteArray("$ok;\n"));
+    s("$pt:100.00,20240131,235959;", 300);
+    ASSERT_EQ(s("$start:RUN_A;"), QByteArray("$ok;\n"));
+    EXPECT_EQ(s.sim->runningAcquisition(), QStringLiteral("RUN_A"));
+    EXPECT_EQ(s.sim->mode(), SimMode::User);
+    // Result lines may share a burst with an answer: look for the answer inside it.
+    EXPECT_TRUE(s("$SU;").contains("$SU:BUSY;\n"));
+    const QByteArray results = s.client.readBurst(3000, 150);
+    EXPECT_TRUE(results.startsWith("$result:")) << results.toStdString();
+    EXPECT_TRUE(results.contains(",100.00,")) << results.toStdString();
+    EXPECT_TRUE(s("$stop;").contains("$ok;\n"));
+    EXPECT_TRUE(s.sim->runningAcquisition().isEmpty());
+    s("$SU;");
+    s("$POWERPUset:1;");
+    EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:$datareq:OK;\n"));
+    EXPECT_TRUE(s("$PU:datareq;").startsWith("[PU]:1,100.00,"));
+}

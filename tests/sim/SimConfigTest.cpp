@@ -1,0 +1,258 @@
+// The configurations the instrument keeps: hardware table, acquisition slots, timetable and
+// clock, across commands and across runs.
+#include "SimFixture.h"
+
+#include "support/TestSupport.h"
+
+#include <QDateTime>
+#include <QFile>
+
+namespace {
+
+// The 23 editable hardware fields as the application sends them.
+const QByteArray kHwSet =
+    "$HWCONFset:K6LP-0007,2,ACQ_TIME_01,5,LU-0099,1,160,240,PS-12,1.500000,1500,1,"
+    "192.168.0.130,12,250,6,4,5000.000000,1.100000,70,0.700000,20240115,op@example.org;";
+// What the instrument reads back: the same values plus Storage_capacity (after Pressure_offset)
+// and Last_parameters_modification (before Operator_email).
+const QByteArray kHwReadHead = "$HWCONFread:K6LP-0007,2,ACQ_TIME_01,5,LU-0099,1,160,240,PS-12,1.500000,30436,"
+                               "1500,1,192.168.0.130,12,250,6,4,5000.000000,1.100000,70,0.700000,20240115,";
+
+const QByteArray kAcqSet = "$ACQCONFset:4,ACQ_DEEP,3,2.500000,20,2,30,10,0,1,150,2,800,1.500000,5,12,1,"
+                           "2000,3,35,op@example.org;";
+const QByteArray kAcqRead = "$ACQCONFread:4,ACQ_DEEP,3,2.500000,20,2,30,10,0,1,150,2,800,1.500000,5,12,1,"
+                            "2000,3,35,op@example.org;\n";
+
+QString stampNow(qint64 offset) {
+    return QDateTime::currentDateTimeUtc().addSecs(offset).toString(QStringLiteral("yyyyMMddHHmm"));
+}
+
+} // namespace
+
+TEST(SimConfig, HardwareSetThenReadReturnsEveryFieldWithTheInstrumentsStamps) {
+    SimSession s;
+    s("$SU;");
+    const QString before = stampNow(0);
+    ASSERT_EQ(s(kHwSet), QByteArray("$ok;\n"));
+    const QString after = stampNow(0);
+    const QByteArray read = s("$HWCONFread;");
+    ASSERT_TRUE(read.startsWith(kHwReadHead)) << read.toStdString();
+    const QByteArray tail = read.mid(kHwReadHead.size());
+    // "<YYYYMMDDhhmm>,op@example.org;\n"
+    ASSERT_EQ(tail.size(), 12 + 17) << tail.toStdString();
+    const QString stamp = QString::fromLatin1(tail.left(12));
+    EXPECT_TRUE(stamp == before || stamp == after) << stamp.toStdString();
+    EXPECT_EQ(tail.mid(12), QByteArray(",op@example.org;\n"));
+    EXPECT_EQ(s.sim->hardwareFields().size(), 25);
+}
+
+TEST(SimConfig, HardwareStampFollowsTheInstrumentClock) {
+    SimSession s;
+    s("$SU;");
+    ASSERT_EQ(s("$RTCset:20300102,030405;"), QByteArray("$ok;\n"));
+    ASSERT_EQ(s(kHwSet), QByteArray("$ok;\n"));
+    const QStringList hw = s.sim->hardwareFields();
+    EXPECT_TRUE(hw[23] == QStringLiteral("203001020304") || hw[23] == QStringLiteral("203001020305"))
+        << hw[23].toStdString();
+}
+
+TEST(SimConfig, RefusedHardwareSetChangesNothing) {
+    const struct {
+        const char* why;
+        QByteArray line;
+    } cases[] = {
+        {"22 fields",
+         "$HWCONFset:K6,2,A,5,L,1,160,240,P,1.5,1500,1,192.168.0.130,12,250,6,4,5000,1.1,70,0.7,D;"},
+        {"24 fields",
+         "$HWCONFset:K6,2,A,5,L,1,160,240,P,1.5,1500,1,192.168.0.130,12,250,6,4,5000,1.1,70,0.7,D,E,F;"},
+        {"Gain 49",
+         "$HWCONFset:K6,2,A,5,L,1,160,240,P,1.5,1500,1,192.168.0.130,12,250,49,4,5000,1.1,70,0.7,D,E;"},
+        {"Shutter 13",
+         "$HWCONFset:K6,2,A,5,L,1,160,240,P,1.5,1500,1,192.168.0.130,12,13,6,4,5000,1.1,70,0.7,D,E;"},
+        {"Exp 2.0001",
+         "$HWCONFset:K6,2,A,5,L,1,160,240,P,1.5,1500,1,192.168.0.130,12,250,6,4,5000,2.0001,70,0.7,D,E;"},
+        {"IP of 16",
+         "$HWCONFset:K6,2,A,5,L,1,160,240,P,1.5,1500,1,192.168.100.1000,12,250,6,4,5000,1.1,70,0.7,D,E;"},
+        {"empty Camera_ref",
+         "$HWCONFset:,2,A,5,L,1,160,240,P,1.5,1500,1,192.168.0.130,12,250,6,4,5000,1.1,70,0.7,D,E;"},
+        {"letters in an integer",
+         "$HWCONFset:K6,x,A,5,L,1,160,240,P,1.5,1500,1,192.168.0.130,12,250,6,4,5000,1.1,70,0.7,D,E;"},
+    };
+    SimSession s;
+    s("$SU;");
+    const QStringList original = s.sim->hardwareFields();
+    for (const auto& c : cases) {
+        EXPECT_EQ(s(c.line), QByteArray("$HWCONFset:ERROR;\n")) << c.why;
+        EXPECT_EQ(s.sim->hardwareFields(), original) << c.why;
+    }
+    // The bounds themselves are accepted: Exp 2.0, Shutter 14, an empty pressure sensor.
+    EXPECT_EQ(s("$HWCONFset:K6,2,A,5,L,1,160,240,,1.5,1500,1,1.1.1.1,12,14,48,255,5000,2.0,70,0.7,D,E;"),
+              QByteArray("$ok;\n"));
+}
+
+TEST(SimConfig, AcquisitionSlotsSetReadEraseAndStayIndependent) {
+    SimSession s;
+    s("$SU;");
+    ASSERT_EQ(s(kAcqSet), QByteArray("$ok;\n"));
+    EXPECT_EQ(s("$ACQCONFread:4;"), kAcqRead);
+    EXPECT_EQ(s("$ACQCONFread:5;"), QByteArray("$ACQCONFread:5,<invalid>;\n"));
+    // Booleans may come as words; the instrument answers with digits.
+    ASSERT_EQ(s("$ACQCONFset:0,ACQ_A,1,0.001,1,1,0,0,true,false,0,0,0,3,0,1,false,1,0,0,a@b;"),
+              QByteArray("$ok;\n"));
+    EXPECT_EQ(s("$ACQCONFread:0;"),
+              QByteArray("$ACQCONFread:0,ACQ_A,1,0.001000,1,1,0,0,1,0,0,0,0,3.000000,0,1,0,1,0,0,a@b;\n"));
+    // Refused: frequency below its bound, a missing field, a slot out of range.
+    EXPECT_EQ(s("$ACQCONFset:0,ACQ_A,1,0.0009,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0,a@b;"),
+              QByteArray("$ACQCONFset:ERROR;\n"));
+    EXPECT_EQ(s("$ACQCONFset:0,ACQ_A,1,1,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0;"),
+              QByteArray("$ACQCONFset:ERROR;\n"));
+    EXPECT_EQ(s("$ACQCONFset:10,ACQ_A,1,1,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0,a@b;"),
+              QByteArray("$ACQCONFset:ERROR;\n"));
+    EXPECT_EQ(s("$ACQCONFset:0,ACQ_A,1,1,1,1,0,0,yes,0,0,0,0,3,0,1,0,1,0,0,a@b;"),
+              QByteArray("$ACQCONFset:ERROR;\n"));
+    EXPECT_EQ(s.sim->slotFields(0).value(2), QStringLiteral("0.001000"));
+    ASSERT_EQ(s("$ACQCONFerase:4;"), QByteArray("$ok;\n"));
+    EXPECT_EQ(s("$ACQCONFread:4;"), QByteArray("$ACQCONFread:4,<invalid>;\n"));
+    EXPECT_TRUE(s.sim->slotFields(4).isEmpty());
+    EXPECT_EQ(s.sim->slotFields(0).size(), 20);
+}
+
+TEST(SimConfig, TimetableIsReadBackInOrderUntilNoValidProgram) {
+    SimSession s;
+    s("$SU;");
+    ASSERT_EQ(s("$TIMEPROGinit;"), QByteArray("$ok;\n"));
+    ASSERT_EQ(s("$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,120;"), QByteArray("$ok;\n"));
+    // A day is given: the weekday is stored as a wildcard.
+    ASSERT_EQ(s("$TIMEPROGadd:*,*,15,9,6,1,NIGHT,30;"), QByteArray("$ok;\n"));
+    ASSERT_EQ(s("$TIMEPROGadd:*,*,*,*,14,*,Afternoon_ACQ,0;"), QByteArray("$ok;\n"));
+    // Refused programs: weekday 9 with a wildcard day, hour 24, 16-character name, duration 65536.
+    for (const QByteArray& bad : {QByteArray("$TIMEPROGadd:*,*,*,9,6,1,NIGHT,30;"),
+                                  QByteArray("$TIMEPROGadd:2019,7,*,*,24,0,July_CONF,120;"),
+                                  QByteArray("$TIMEPROGadd:2019,7,*,*,20,0,ABCDEFGHIJKLMNOP,120;"),
+                                  QByteArray("$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,65536;"),
+                                  QByteArray("$TIMEPROGadd:2019,7,*,*,20,0,July_CONF;")}) {
+        EXPECT_EQ(s(bad), QByteArray("$TIMEPROGadd:ERROR;\n")) << bad.toStdString();
+    }
+    EXPECT_EQ(s("$TIMEPROGread:0;"), QByteArray("$TIMEPROGread:0,2019,7,*,*,20,0,July_CONF,120;\n"));
+    EXPECT_EQ(s("$TIMEPROGread:1;"), QByteArray("$TIMEPROGread:1,*,*,15,*,6,1,NIGHT,30;\n"));
+    EXPECT_EQ(s("$TIMEPROGread:2;"), QByteArray("$TIMEPROGread:2,*,*,*,*,14,*,Afternoon_ACQ,0;\n"));
+    EXPECT_EQ(s("$TIMEPROGread:3;"), QByteArray("$TIMEPROGread:3,<invalid>;\n"));
+    ASSERT_EQ(s("$TIMEPROGinit;"), QByteArray("$ok;\n"));
+    EXPECT_EQ(s("$TIMEPROGread:0;"), QByteArray("$TIMEPROGread:0,<invalid>;\n"));
+}
+
+TEST(SimConfig, TimetableHoldsAtMost128Programs) {
+    SimSession s;
+    s("$SU;");
+    s("$TIMEPROGinit;");
+    for (int i = 0; i < 128; ++i) {
+        ASSERT_EQ(s.client.exchangeLine("$TIMEPROGadd:*,*,*,*,6,1,MORNING,30;"), QByteArray("$ok;\n")) << i;
+    }
+    EXPECT_EQ(s("$TIMEPROGadd:*,*,*,*,6,1,MORNING,30;"), QByteArray("$TIMEPROGadd:ERROR;\n"));
+    EXPECT_EQ(s.sim->timetable().size(), 128);
+}
+
+TEST(SimConfig, ClockKeepsItsOffsetFromTheHostClock) {
+    SimSession s;
+    s("$SU;");
+    ASSERT_EQ(s("$RTCset:20300615,120000;"), QByteArray("$ok;\n"));
+    const QDateTime target(QDate(2030, 6, 15), QTime(12, 0, 0), Qt::UTC);
+    EXPECT_NEAR(double(s.sim->clockOffsetSeconds()), double(QDateTime::currentDateTimeUtc().secsTo(target)),
+                2.0);
+    const QByteArray read = s("$RTCread;");
+    ASSERT_TRUE(read.startsWith("$RTCread:2030061")) << read.toStdString();
+    ASSERT_EQ(read.size(), qsizetype(strlen("$RTCread:20300615,120000;\n")));
+    QDateTime got =
+        QDateTime::fromString(QString::fromLatin1(read.mid(9, 15)), QStringLiteral("yyyyMMdd,HHmmss"));
+    got.setTimeSpec(Qt::UTC);
+    EXPECT_LE(std::abs(target.secsTo(got)), 2);
+}
+
+TEST(SimConfig, StateFileCarriesConfigurationsAndClockAcrossRuns) {
+    const QString dir = kelvotest::make_temp_dir(QStringLiteral("simstate"));
+    SimOptions o;
+    o.stateFile = dir + QStringLiteral("/state/kelvo6.json");
+    {
+        SimSession s(o);
+        s("$SU;");
+        ASSERT_EQ(s(kHwSet), QByteArray("$ok;\n"));
+        ASSERT_EQ(s(kAcqSet), QByteArray("$ok;\n"));
+        s("$TIMEPROGinit;");
+        ASSERT_EQ(s("$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,120;"), QByteArray("$ok;\n"));
+        ASSERT_EQ(s("$RTCset:20300615,120000;"), QByteArray("$ok;\n"));
+    }
+    SimSession s(o);
+    // A new run starts like a powered-up instrument: user mode, PU off, configurations kept.
+    EXPECT_EQ(s.sim->mode(), SimMode::User);
+    EXPECT_TRUE(s("$HWCONFread;").startsWith(kHwReadHead));
+    EXPECT_EQ(s("$ACQCONFread:4;"), kAcqRead);
+    EXPECT_EQ(s("$TIMEPROGread:0;"), QByteArray("$TIMEPROGread:0,2019,7,*,*,20,0,July_CONF,120;\n"));
+    EXPECT_TRUE(s("$RTCread;").startsWith("$RTCread:2030061"));
+}
+
+TEST(SimConfig, DamagedStateFileIsRefusedAndLeftUntouched) {
+    const QString dir = kelvotest::make_temp_dir(QStringLiteral("simstate"));
+    const struct {
+        const char* why;
+        QByteArray content;
+        const char* message;
+    } cases[] = {
+        {"not JSON", "{ \"hardware\": [", "is not valid JSON"},
+        {"short hardware", R"({"hardware":["A"],"slots":[],"timetable":[],"clockOffset":0})",
+         "hardware configuration"},
+        {"nine slots",
+         R"({"hardware":["K","0","U","0","L","0","150","250","","999.000000","1","2000","2","192.168.0.128","0","100","0","3","1.000000","1.000000","73","0.650000","U","","U"],"slots":[null,null,null,null,null,null,null,null,null],"timetable":[],"clockOffset":0})",
+         "acquisition slots"},
+    };
+    for (const auto& c : cases) {
+        const QString path = dir + QStringLiteral("/bad.json");
+        ASSERT_TRUE(kelvotest::write_file(path, c.content));
+        SimOptions o;
+        o.stateFile = path;
+        Kelvo6Simulator sim(o);
+        QString error;
+        EXPECT_FALSE(sim.start(&error)) << c.why;
+        EXPECT_TRUE(error.contains(QLatin1String(c.message))) << c.why << ": " << error.toStdString();
+        EXPECT_TRUE(error.contains(path)) << error.toStdString();
+        EXPECT_EQ(kelvotest::read_file(path), c.content) << c.why;
+    }
+}
+
+TEST(SimConfig, BadOptionsAreRefusedByStart) {
+    const struct {
+        const char* why;
+        SimOptions options;
+    } cases[] = {
+        {"variant",
+         [] {
+             SimOptions o;
+             o.variant = QStringLiteral("XX");
+             return o;
+         }()},
+        {"long serial",
+         [] {
+             SimOptions o;
+             o.serial = QStringLiteral("0123456789ABCDEF");
+             return o;
+         }()},
+        {"firmware with ;",
+         [] {
+             SimOptions o;
+             o.firmware = QStringLiteral("V1;2");
+             return o;
+         }()},
+        {"free above total",
+         [] {
+             SimOptions o;
+             o.sdFreeMb = 40000;
+             return o;
+         }()},
+    };
+    for (const auto& c : cases) {
+        Kelvo6Simulator sim(c.options);
+        QString error;
+        EXPECT_FALSE(sim.start(&error)) << c.why;
+        EXPECT_FALSE(error.isEmpty()) << c.why;
+        EXPECT_TRUE(sim.devicePath().isEmpty()) << c.why;
+    }
+}
