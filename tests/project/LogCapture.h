@@ -1,0 +1,69 @@
+#pragma once
+
+#include "support/TestSupport.h"
+#include "trace/ZelTraceMgr.h"
+
+#include <QObject>
+#include <QUuid>
+
+#include <ostream>
+#include <vector>
+
+// Readable failure output for Qt strings.
+inline void PrintTo(const QString& s, std::ostream* os) {
+    *os << '"' << s.toStdString() << '"';
+}
+inline void PrintTo(const QStringList& l, std::ostream* os) {
+    *os << '{';
+    for (const QString& s : l) {
+        *os << " \"" << s.toStdString() << '"';
+    }
+    *os << " }";
+}
+
+namespace kelvotest {
+
+// Collects the records of the application trace manager on the test's thread. Sync() posts a
+// marker and waits for it: records are delivered in posting order, so every record posted
+// before it has then been seen.
+class LogCapture {
+public:
+    LogCapture() {
+        // The receiver is the connection's context: records still queued for it when the capture
+        // ends are dropped with it instead of reaching a destroyed capture.
+        QObject::connect(GetTraceMgr()->GetDispatcher(), &ZelTraceMgrDispatcher::NewMessage, &m_receiver,
+                         [this](ZelTraceMgrMsgPtr m) { m_all.push_back(m); });
+    }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    // Records posted so far, without the markers.
+    std::vector<ZelTraceMgrMsgPtr> Sync() {
+        const QString marker = QStringLiteral("marker ") + QUuid::createUuid().toString();
+        GetTraceMgr()->logf("LogCapture", ZelLevelDebug, "{}", marker);
+        wait_until([&] { return !m_all.empty() && m_all.back()->message == marker; }, 10000);
+        std::vector<ZelTraceMgrMsgPtr> got;
+        for (const ZelTraceMgrMsgPtr& m : m_all) {
+            if (m->module != QLatin1String("LogCapture")) {
+                got.push_back(m);
+            }
+        }
+        m_all.clear();
+        return got;
+    }
+
+    // The texts of the records posted so far, as "<module>|<level>|<text>".
+    QStringList Texts() {
+        QStringList texts;
+        for (const ZelTraceMgrMsgPtr& m : Sync()) {
+            texts << QStringLiteral("%1|%2|%3").arg(m->module).arg(m->level).arg(m->message);
+        }
+        return texts;
+    }
+
+private:
+    std::vector<ZelTraceMgrMsgPtr> m_all;
+    QObject m_receiver; // declared last: destroyed first
+};
+
+} // namespace kelvotest

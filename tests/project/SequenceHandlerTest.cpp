@@ -1,0 +1,260 @@
+#include "project/SequenceHandler.h"
+#include "project/LogCapture.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+using kelvotest::LogCapture;
+using kelvotest::write_file;
+
+namespace {
+
+const double kNan = std::numeric_limits<double>::quiet_NaN();
+
+QString project_with_data(const QByteArray& data, const QString& seq = QStringLiteral("seq1")) {
+    const QString project =
+        kelvotest::make_temp_dir(QStringLiteral("seq")) + QStringLiteral("/kelvo6_sn1_2020_x");
+    EXPECT_TRUE(write_file(project + "/raw/" + seq + "/" + seq + "_data.txt", data));
+    return project;
+}
+
+struct Expected {
+    const char* dateTime;
+    double pressure;
+    double value2;
+    char flag;
+    char kind;
+    qint32 count1;
+    qint32 count2;
+    const char* payload;
+};
+
+void expect_rows(const SequenceHandler& s, const std::vector<Expected>& rows) {
+    ASSERT_EQ(s.RowCount(), static_cast<int>(rows.size()));
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const SequenceHandler::stDataRaw& r = s.Rows()[i];
+        const Expected& e = rows[i];
+        EXPECT_EQ(r.dateTime, QByteArray(e.dateTime)) << "row " << i;
+        if (std::isnan(e.pressure)) {
+            EXPECT_TRUE(std::isnan(r.pressure)) << "row " << i << " pressure " << r.pressure;
+        } else {
+            EXPECT_EQ(r.pressure, e.pressure) << "row " << i;
+        }
+        EXPECT_EQ(r.value2, e.value2) << "row " << i;
+        EXPECT_EQ(r.flag, e.flag) << "row " << i;
+        EXPECT_EQ(r.kind, e.kind) << "row " << i;
+        EXPECT_EQ(r.count1, e.count1) << "row " << i;
+        EXPECT_EQ(r.count2, e.count2) << "row " << i;
+        EXPECT_EQ(r.payload, QByteArray(e.payload)) << "row " << i;
+    }
+}
+
+const QByteArray kDataFile = "HW_CONF,000111LP,0,first\n"
+                             "20191231-235959,10,1,1:30,2,0,0;\n"
+                             "20200101-000000,12.5,3.1,1:12,3,4,5;20,1,2,3;\n"
+                             "20200101-000001,abc,3.1,0:OK\n"
+                             "a,b,c,d\n"
+                             "   20200101-000002,13.25,7,1:12,9,1,1;21,4,0,0;   \n"
+                             "\n"
+                             "HW_CONF,000120LP,1,second\n"
+                             "20200101-000003,,-1.5,1:E-something\n"
+                             "20200101-000000,14,0,2 OOPS\n"
+                             "ACQ_CONF,acq1,1,2,3\n"
+                             "20200101-000004,15.5x,1,1:5;7,1,2,3;\n"
+                             "20200101-000005,16,1,1:12,3,4;20,1,2,3;\n"
+                             "20200101-000006,17,1,1:;20,5,2,3;\n"
+                             "short\n"
+                             "20200101-000007,1e50,2,1\n"
+                             "20200101-000008,+18,2,\n";
+
+const std::vector<Expected> kRows = {
+    {"20191231-235959", 10, 1, '1', 'O', 0, 0, "30,2,0,0;"},
+    {"20200101-000000", 12.5, double(3.1f), '1', 'O', 3, 1, "12,3,4,5;20,1,2,3;"},
+    {"20200101-000001", kNan, double(3.1f), '0', 'E', 0, 0, "OK"},
+    {"20200101-000002", 13.25, 7, '1', 'O', 9, 0, "12,9,1,1;21,4,0,0;"},
+    {"20200101-000003", kNan, -1.5, '1', 'Y', 0, 0, "E-something"},
+    {"20200101-000000", 14, 0, '2', 'E', 0, 0, "OOPS"},
+    {"20200101-000004", kNan, 1, '1', 'O', 0, 0, "5;7,1,2,3;"},
+    {"20200101-000005", 16, 1, '1', 'O', 0, 1, "12,3,4;20,1,2,3;"},
+    {"20200101-000006", 17, 1, '1', 'O', 0, 0, ";20,5,2,3;"},
+    {"20200101-000007", kNan, 2, '1', 'O', 0, 0, ""},
+    {"20200101-000008", 18, 2, '\0', 'O', 0, 0, ""},
+};
+
+} // namespace
+
+TEST(SequenceHandler, PathsOfASequence) {
+    SequenceHandler s("/p/kelvo6_sn1_2020_x", "seq7");
+    EXPECT_EQ(s.SequenceFolder(), "/p/kelvo6_sn1_2020_x/raw/seq7");
+    EXPECT_EQ(s.DataFilePath(), "/p/kelvo6_sn1_2020_x/raw/seq7/seq7_data.txt");
+    EXPECT_EQ(s.SyntheticFilePath(), "/p/kelvo6_sn1_2020_x/raw/seq7/seq7_synthetic.txt");
+    EXPECT_EQ(s.ImageArchivePath(), "/p/kelvo6_sn1_2020_x/raw/seq7/images.zip");
+}
+
+TEST(SequenceHandler, DataFileLinesAreParsedIntoRows) {
+    LogCapture log;
+    SequenceHandler s(project_with_data(kDataFile), "seq1");
+    log.Sync();
+    ASSERT_TRUE(s.ReadDataFile());
+    expect_rows(s, kRows);
+    EXPECT_EQ(s.HwConfLine(), QByteArray("HW_CONF,000120LP,1,second"));
+    EXPECT_EQ(s.AcqConfLine(), QByteArray("ACQ_CONF,acq1,1,2,3"));
+    EXPECT_EQ(s.NanPressureCount(), 4);
+    EXPECT_EQ(s.TrackedSize1(), 12);
+    EXPECT_EQ(s.TrackedSize2(), 20);
+    EXPECT_EQ(s.RowIndex("20200101-000000"), 5);
+    EXPECT_EQ(s.RowIndex("20200101-000008"), 10);
+    EXPECT_EQ(s.RowIndex("20200101-999999"), -1);
+    EXPECT_EQ(log.Texts(),
+              QStringList({"default|3|SequenceHandler::stDataRaw::InitFromString invalid pos3=5",
+                           "default|3|SequenceHandler::stDataRaw::InitFromString invalid pos3=-1",
+                           "default|3|SequenceHandler::stDataRaw::InitFromString missing flag "
+                           "20200101-000008"}));
+
+    // Reading again starts from scratch.
+    ASSERT_TRUE(s.ReadDataFile());
+    expect_rows(s, kRows);
+    EXPECT_EQ(s.NanPressureCount(), 4);
+}
+
+TEST(SequenceHandler, CrlfEndingsGiveTheSameRows) {
+    QByteArray crlf = kDataFile;
+    crlf.replace("\n", "\r\n");
+    SequenceHandler s(project_with_data(crlf), "seq1");
+    ASSERT_TRUE(s.ReadDataFile());
+    expect_rows(s, kRows);
+    EXPECT_EQ(s.HwConfLine(), QByteArray("HW_CONF,000120LP,1,second"));
+}
+
+TEST(SequenceHandler, ShortLinesAndThePosition10Rule) {
+    struct Case {
+        QByteArray line;
+        int rows;
+        const char* log;
+    };
+    const Case cases[] = {
+        {"a,b,c,d", 0, "invalid pos3=5"},
+        {"1234,1,2,1:x", 0, "invalid pos3=8"},
+        {"12345,1,2,1:x", 0, "invalid pos3=9"},
+        {"123456,1,2,1:x", 1, ""},
+        {"20200101-000000,12.5", 0, "invalid pos3=-1"},
+        {"20200101-000000,12.5,3.1", 0, "invalid pos3=-1"},
+        {"HW_CONF,1,2", 0, "invalid pos3=-1"},
+        {",,,,,,,,,,,,,,", 0, "invalid pos3=2"},
+        {"           ", 0, ""},
+    };
+    LogCapture log;
+    for (const Case& c : cases) {
+        SequenceHandler s(project_with_data(c.line + "\n"), "seq1");
+        log.Sync();
+        ASSERT_TRUE(s.ReadDataFile()) << c.line.constData();
+        EXPECT_EQ(s.RowCount(), c.rows) << c.line.constData();
+        const QStringList expected =
+            *c.log ? QStringList({QString("default|3|SequenceHandler::stDataRaw::InitFromString ") + c.log})
+                   : QStringList();
+        EXPECT_EQ(log.Texts(), expected) << c.line.constData();
+    }
+}
+
+TEST(SequenceHandler, UnreadableDataFileIsLoggedAndKeepsThePreviousRows) {
+    LogCapture log;
+    const QString project = project_with_data("20200101-000000,12.5,3.1,1:x\n");
+    SequenceHandler s(project, "seq1");
+    ASSERT_TRUE(s.ReadDataFile());
+    ASSERT_TRUE(QFile::remove(s.DataFilePath()));
+    log.Sync();
+    EXPECT_FALSE(s.ReadDataFile());
+    EXPECT_EQ(s.RowCount(), 1);
+    const QString expected = "SequenceHandler::ReadDataFile erreur open " + project +
+                             "/raw/seq1/seq1_data.txt No such file or directory";
+    EXPECT_EQ(s.LastError(), expected);
+    EXPECT_EQ(log.Texts(), QStringList({"default|3|" + expected}));
+
+    ASSERT_TRUE(QDir().mkpath(s.DataFilePath()));
+    EXPECT_FALSE(s.ReadDataFile());
+    EXPECT_TRUE(s.LastError().endsWith("seq1_data.txt Is a directory"));
+}
+
+TEST(SequenceHandler, EmptyFileHasNoRowsAndNoTrackedSizes) {
+    SequenceHandler s(project_with_data(""), "seq1");
+    ASSERT_TRUE(s.ReadDataFile());
+    EXPECT_EQ(s.RowCount(), 0);
+    EXPECT_EQ(s.TrackedSize1(), -999);
+    EXPECT_EQ(s.TrackedSize2(), -999);
+    EXPECT_TRUE(s.HwConfLine().isEmpty());
+    EXPECT_TRUE(s.AcqConfLine().isEmpty());
+}
+
+TEST(SequenceHandler, NulBytesAndBinaryGarbageNeverCrash) {
+    static const char kWithNul[] = "20200101-000000,12.5,3.1,1:12,3,4,5;20,1\0,2,3;\n"
+                                   "20200\0"
+                                   "101-000001,1,2,0:x\n";
+    const QByteArray withNul(kWithNul, sizeof kWithNul - 1);
+    SequenceHandler s(project_with_data(withNul), "seq1");
+    ASSERT_TRUE(s.ReadDataFile());
+    ASSERT_EQ(s.RowCount(), 2);
+    EXPECT_EQ(s.Rows()[0].payload, QByteArray("12,3,4,5;20,1\0,2,3;", 19));
+    EXPECT_EQ(s.TrackedSize1(), -999) << "a group with a NUL is not four integers";
+    EXPECT_EQ(s.Rows()[1].dateTime, QByteArray("20200\0"
+                                               "101-000001",
+                                               16));
+    EXPECT_EQ(s.RowIndex(QByteArray("20200\0"
+                                    "101-000001",
+                                    16)),
+              1);
+
+    std::mt19937 random(42);
+    QByteArray garbage(1 << 20, '\0');
+    for (char& c : garbage) {
+        c = static_cast<char>(random() & 0xFF);
+    }
+    SequenceHandler g(project_with_data(garbage), "seq1");
+    EXPECT_TRUE(g.ReadDataFile());
+    EXPECT_GE(g.NanPressureCount(), 0);
+}
+
+TEST(SequenceHandler, GroupValuesOutOfRangeAreNotCounted) {
+    SequenceHandler s(project_with_data("20200101-000000,1,1,1:12,3,4,5;20,99999999999,2,3;\n"
+                                        "20200101-000001,1,1,1:12,3,4,5;20,7,2,3;\n"
+                                        "20200101-000002,1,1,1:12,-3,4,5;20,+8,2,3;\n"),
+                      "seq1");
+    ASSERT_TRUE(s.ReadDataFile());
+    EXPECT_EQ(s.TrackedSize1(), 12);
+    EXPECT_EQ(s.TrackedSize2(), 20);
+    ASSERT_EQ(s.RowCount(), 3);
+    // The first row does not have two valid groups: the sizes are tracked from the second one on.
+    EXPECT_EQ(s.Rows()[0].count1, 0);
+    EXPECT_EQ(s.Rows()[0].count2, 0);
+    EXPECT_EQ(s.Rows()[1].count2, 7);
+    EXPECT_EQ(s.Rows()[2].count1, -3);
+    EXPECT_EQ(s.Rows()[2].count2, 8);
+}
+
+TEST(SequenceHandler, RemoveFolderRemovesOnlyThePlainSequenceFolder) {
+    const QString project = project_with_data("x\n", "seq1");
+    ASSERT_TRUE(write_file(project + "/raw/seq1/img/0001.png", "png"));
+    const QString outside = kelvotest::make_temp_dir(QStringLiteral("outside"));
+    ASSERT_TRUE(write_file(outside + "/keep.txt", "keep"));
+    ASSERT_TRUE(QFile::link(outside, project + "/raw/linked"));
+
+    for (const char* bad : {"", ".", "..", "../raw", "a/b", "a\\b"}) {
+        QString error;
+        EXPECT_FALSE(SequenceHandler(project, bad).RemoveFolder(&error)) << bad;
+        EXPECT_FALSE(error.isEmpty());
+    }
+    EXPECT_TRUE(SequenceHandler(project, "linked").RemoveFolder());
+    EXPECT_TRUE(QFileInfo::exists(outside + "/keep.txt"));
+    EXPECT_FALSE(QFileInfo(project + "/raw/linked").isSymLink());
+
+    EXPECT_TRUE(SequenceHandler(project, "seq1").RemoveFolder());
+    EXPECT_FALSE(QFileInfo::exists(project + "/raw/seq1"));
+    EXPECT_TRUE(QFileInfo(project + "/raw").isDir());
+    EXPECT_FALSE(SequenceHandler(project, "seq1").RemoveFolder());
+}
