@@ -172,6 +172,16 @@ TEST_F(ProtocolE2eTest, SilentReadyOnLPGivesUpAfter200Tries) {
     EXPECT_EQ(sim->receivedLines().constLast(), QStringLiteral("$PUready;"));
 }
 
+// With the instrument's own timings the PU takes seconds to boot: the ready wait covers it.
+TEST_F(ProtocolE2eTest, RealisticPuStartIsWaitedFor) {
+    SimOptions options;
+    options.realistic = true;
+    options.puStartupMs = 2500;
+    connect(QStringLiteral("LP"), options);
+    EXPECT_EQ(protocol.puPower(true), SupervisorLP);
+    EXPECT_EQ(sim->puState(), SimPuState::Ready);
+}
+
 TEST_F(ProtocolE2eTest, StopSequence) {
     connect();
     EXPECT_TRUE(protocol.stopSequence());
