@@ -1,0 +1,180 @@
+#include "project/FPrjSeq.h"
+#include "project/Project.h"
+#include "project/modelPrjSeq.h"
+#include "support/ScriptedDialogs.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTableView>
+#include <QTest>
+
+using kelvotest::ScriptedDialogs;
+using kelvotest::write_file;
+
+namespace {
+
+// A project with three sequences: seqA has a sample, seqB has a data file of three rows and no
+// images.zip, seqC has only its images.zip.
+QString make_project() {
+    const QString path = kelvotest::make_temp_dir(QStringLiteral("page")) + "/kelvo6_sn000120lp_2020_page";
+    QDir().mkpath(path + "/config");
+    write_file(path + "/raw/seqA/seqA_data.txt", "20200101-000000,1,1,1:x\n");
+    write_file(path + "/raw/seqA/images.zip", "PK");
+    write_file(path + "/raw/seqB/seqB_data.txt", "HW_CONF,000120LP,1,x\n"
+                                                 "20200101-000000,1,1,1:x\n"
+                                                 "20200101-000001,1,1,0:x\n"
+                                                 "20200101-000002,1,1,1:x\n");
+    write_file(path + "/raw/seqB/seqB_synthetic.txt", "s");
+    write_file(path + "/raw/seqC/images.zip", "PK");
+    write_file(path + "/meta/kelvo6_header_sn000120lp_2020_page.txt",
+               "cruise;filename;profileid\nc;seqA;page_a1\n");
+    return path;
+}
+
+QStringList table_lines(const FPrjSeq& page) {
+    const QAbstractItemModel* m = page.View()->model();
+    QStringList lines;
+    for (int r = 0; r < m->rowCount(); ++r) {
+        QStringList cells;
+        for (int c = 0; c < m->columnCount(); ++c) {
+            cells << m->data(m->index(r, c)).toString();
+        }
+        lines << cells.join(' ');
+    }
+    lines.sort();
+    return lines;
+}
+
+void click(FPrjSeq& page, const char* button) {
+    auto* b = page.findChild<QPushButton*>(QLatin1String(button));
+    ASSERT_NE(b, nullptr) << button;
+    QTest::mouseClick(b, Qt::LeftButton);
+}
+
+} // namespace
+
+TEST(FPrjSeq, TableFollowsTheLoadedProject) {
+    Project project;
+    FPrjSeq page(&project);
+    EXPECT_EQ(page.View()->model()->rowCount(), 0);
+    ASSERT_TRUE(project.Load(make_project()));
+    EXPECT_EQ(table_lines(page), QStringList({"seqA Y N Y 1", "seqB Y Y N 0", "seqC N N Y 0"}));
+    project.Close();
+    EXPECT_EQ(page.View()->model()->rowCount(), 0);
+}
+
+TEST(FPrjSeq, ASequenceWithASampleIsNotDeleted) {
+    ScriptedDialogs dialogs;
+    Project project;
+    FPrjSeq page(&project);
+    const QString path = make_project();
+    ASSERT_TRUE(project.Load(path));
+    ASSERT_TRUE(page.SelectSequence("seqA"));
+    dialogs.expect(QMessageBox::Ok);
+    click(page, "btdelete");
+    ASSERT_EQ(dialogs.seen.size(), 1u);
+    EXPECT_EQ(dialogs.seen[0].icon, QMessageBox::Critical);
+    EXPECT_EQ(dialogs.seen[0].title, "Delete sequence!!!");
+    EXPECT_EQ(dialogs.seen[0].text,
+              "It's impossible to delete a sequence with an associated sample, delete it first.");
+    EXPECT_TRUE(QFileInfo::exists(path + "/raw/seqA/seqA_data.txt"));
+}
+
+TEST(FPrjSeq, DeletionAsksWithTheRowCountAndOnlyYesDeletes) {
+    for (const QMessageBox::StandardButton answer :
+         {QMessageBox::No, QMessageBox::Cancel, QMessageBox::Yes}) {
+        ScriptedDialogs dialogs;
+        Project project;
+        FPrjSeq page(&project);
+        const QString path = make_project();
+        ASSERT_TRUE(project.Load(path));
+        ASSERT_TRUE(page.SelectSequence("seqB"));
+        dialogs.expect(answer);
+        click(page, "btdelete");
+        ASSERT_EQ(dialogs.seen.size(), 1u);
+        const UiDialogRequest& r = dialogs.seen[0];
+        EXPECT_EQ(r.icon, QMessageBox::Warning);
+        EXPECT_EQ(r.text,
+                  "Do you want to delete sequence seqB\nThis operation is irreversible and may cause data "
+                  "loss.\n\nData file contains 3 rows");
+        EXPECT_EQ(r.buttons, QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+        EXPECT_EQ(r.defaultButton, QMessageBox::Cancel);
+        const bool deleted = answer == QMessageBox::Yes;
+        EXPECT_EQ(QFileInfo::exists(path + "/raw/seqB"), !deleted);
+        EXPECT_EQ(QFileInfo::exists(path + "/raw/seqB/seqB_synthetic.txt"), !deleted);
+        EXPECT_EQ(page.View()->model()->rowCount(), deleted ? 2 : 3);
+        EXPECT_TRUE(QFileInfo::exists(path + "/raw/seqA/seqA_data.txt"));
+    }
+}
+
+TEST(FPrjSeq, ASequenceWithoutDataFileAsksWithZeroRows) {
+    ScriptedDialogs dialogs;
+    Project project;
+    FPrjSeq page(&project);
+    const QString path = make_project();
+    ASSERT_TRUE(project.Load(path));
+    ASSERT_TRUE(page.SelectSequence("seqC"));
+    dialogs.expect(QMessageBox::Yes);
+    click(page, "btdelete");
+    ASSERT_EQ(dialogs.seen.size(), 1u);
+    EXPECT_TRUE(dialogs.seen[0].text.endsWith("\n\nData file contains 0 rows"));
+    EXPECT_FALSE(QFileInfo::exists(path + "/raw/seqC"));
+}
+
+TEST(FPrjSeq, ButtonsAskForTheirFeatures) {
+    ScriptedDialogs dialogs; // no dialog expected
+    Project project;
+    FPrjSeq page(&project);
+    ASSERT_TRUE(project.Load(make_project()));
+    QSignalSpy create(&page, &FPrjSeq::CreateSampleRequested);
+    QSignalSpy zip(&page, &FPrjSeq::ZipVignettesRequested);
+    QSignalSpy merge(&page, &FPrjSeq::MergeSequencesRequested);
+
+    click(page, "btdelete"); // nothing selected: nothing asked
+    click(page, "BtCreateSample");
+    EXPECT_EQ(create.count(), 0);
+
+    click(page, "btMakeZipVignetteAll");
+    ASSERT_EQ(zip.count(), 1);
+    EXPECT_EQ(zip.takeFirst().at(0).toStringList(), QStringList({"seqB"}));
+
+    ASSERT_TRUE(page.SelectSequence("seqC"));
+    click(page, "btMakeZipVignette");
+    ASSERT_EQ(zip.count(), 1);
+    EXPECT_EQ(zip.takeFirst().at(0).toStringList(), QStringList({"seqC"}));
+
+    click(page, "BtCreateSample");
+    ASSERT_EQ(create.count(), 1);
+    EXPECT_EQ(create.takeFirst().at(0).toString(), "seqC");
+
+    const int rowA = page.Model()->RowOf("seqA");
+    page.on_tableView_doubleClicked(page.Model()->index(rowA, 2));
+    ASSERT_EQ(create.count(), 1);
+    EXPECT_EQ(create.takeFirst().at(0).toString(), "seqA");
+
+    click(page, "BtMergeSequence");
+    EXPECT_EQ(merge.count(), 1);
+}
+
+TEST(FPrjSeq, RefreshShowsNewSequencesAndSampleCountsAndKeepsTheSelection) {
+    Project project;
+    FPrjSeq page(&project);
+    const QString path = make_project();
+    ASSERT_TRUE(project.Load(path));
+    ASSERT_TRUE(page.SelectSequence("seqB"));
+    ASSERT_TRUE(write_file(path + "/raw/seqD/seqD_data.txt", "x"));
+    click(page, "btRefresh");
+    EXPECT_EQ(table_lines(page),
+              QStringList({"seqA Y N Y 1", "seqB Y Y N 0", "seqC N N Y 0", "seqD Y N N 0"}));
+    EXPECT_EQ(page.SelectedSequence(), "seqB");
+
+    project.SampleHeader().AddRow({"c", "seqB", "page_b1"});
+    Q_EMIT project.SamplesUpdated();
+    EXPECT_EQ(table_lines(page),
+              QStringList({"seqA Y N Y 1", "seqB Y Y N 1", "seqC N N Y 0", "seqD Y N N 0"}));
+}
