@@ -277,3 +277,16 @@ TEST(SimCommands, AcquisitionSendsResultsRefusesSupervisorModeAndLeavesSynthetic
     EXPECT_EQ(s("$PU:datareq;"), QByteArray("[PU]:$datareq:OK;\n"));
     EXPECT_TRUE(s("$PU:datareq;").startsWith("[PU]:1,100.00,"));
 }
+
+TEST(SimCommands, RealisticRebootLosesWhatArrivesWhileTheUnitRestarts) {
+    SimOptions o;
+    o.realistic = true;
+    SimSession s(o);
+    ASSERT_EQ(s("$SU;"), QByteArray("== Kelvo6-LP == Entering Supervisor Mode ==\n"));
+    EXPECT_EQ(s("$SUreboot;", 300), QByteArray());
+    // Sent during the restart: lost, never answered later.
+    EXPECT_EQ(s("$VERSION;", 300), QByteArray());
+    EXPECT_EQ(s.client.readBurst(3200), QByteArray());
+    EXPECT_EQ(s("$VERSION;"), QByteArray("$VERSION:V3.4.2,2021.06.30;\n"));
+    EXPECT_EQ(s.sim->mode(), SimMode::User);
+}
