@@ -87,8 +87,8 @@ std::unique_ptr<SerialPort> make_system_serial_port() {
 }
 
 PosixSerialPort::~PosixSerialPort() {
-    if (m_fd >= 0) {
-        ::close(m_fd);
+    if (const int fd = m_fd.exchange(-1); fd >= 0) {
+        ::close(fd);
     }
 }
 
@@ -124,7 +124,8 @@ bool PosixSerialPort::open(const std::string& device) {
 }
 
 bool PosixSerialPort::configure(unsigned baud) {
-    if (m_fd < 0) {
+    const int fd = m_fd;
+    if (fd < 0) {
         return fail(EBADF);
     }
     bool known = false;
@@ -133,7 +134,7 @@ bool PosixSerialPort::configure(unsigned baud) {
         return fail(EINVAL);
     }
     termios tio{};
-    if (::tcgetattr(m_fd, &tio) != 0) {
+    if (::tcgetattr(fd, &tio) != 0) {
         return fail(errno);
     }
     ::cfmakeraw(&tio);
@@ -146,7 +147,7 @@ bool PosixSerialPort::configure(unsigned baud) {
     if (::cfsetispeed(&tio, speed) != 0 || ::cfsetospeed(&tio, speed) != 0) {
         return fail(errno);
     }
-    if (::tcsetattr(m_fd, TCSANOW, &tio) != 0) {
+    if (::tcsetattr(fd, TCSANOW, &tio) != 0) {
         return fail(errno);
     }
     return true;
@@ -166,12 +167,13 @@ bool PosixSerialPort::setReadTimeouts(int firstByteMs, int interByteMs) {
 
 bool PosixSerialPort::write(const char* data, std::size_t size, std::size_t& written) {
     written = 0;
-    if (m_fd < 0) {
+    const int fd = m_fd;
+    if (fd < 0) {
         return fail(EBADF);
     }
     const auto stallLimit = Clock::now() + kWriteStall;
     while (written < size) {
-        const ssize_t n = ::write(m_fd, data + written, size - written);
+        const ssize_t n = ::write(fd, data + written, size - written);
         if (n > 0) {
             written += static_cast<std::size_t>(n);
             continue;
@@ -187,7 +189,7 @@ bool PosixSerialPort::write(const char* data, std::size_t size, std::size_t& wri
             return fail(ETIMEDOUT);
         }
         short revents = 0;
-        const int r = wait_for(m_fd, POLLOUT, static_cast<int>(left.count()), revents);
+        const int r = wait_for(fd, POLLOUT, static_cast<int>(left.count()), revents);
         if (r < 0) {
             return fail(errno);
         }
@@ -200,7 +202,8 @@ bool PosixSerialPort::write(const char* data, std::size_t size, std::size_t& wri
 
 bool PosixSerialPort::read(char* buffer, std::size_t capacity, std::size_t& got) {
     got = 0;
-    if (m_fd < 0) {
+    const int fd = m_fd;
+    if (fd < 0) {
         return fail(EBADF);
     }
     if (capacity == 0) {
@@ -210,7 +213,7 @@ bool PosixSerialPort::read(char* buffer, std::size_t capacity, std::size_t& got)
     // stream that keeps flowing is simply continued by the next read.
     const auto deadline = Clock::now() + std::chrono::milliseconds(m_firstByteMs);
     short revents = 0;
-    int r = wait_for(m_fd, POLLIN, m_firstByteMs, revents);
+    int r = wait_for(fd, POLLIN, m_firstByteMs, revents);
     if (r < 0) {
         return fail(errno);
     }
@@ -221,7 +224,7 @@ bool PosixSerialPort::read(char* buffer, std::size_t capacity, std::size_t& got)
         return fail(EBADF);
     }
     for (;;) {
-        const ssize_t n = ::read(m_fd, buffer + got, capacity - got);
+        const ssize_t n = ::read(fd, buffer + got, capacity - got);
         if (n < 0) {
             if (errno == EINTR) {
                 continue;
@@ -250,7 +253,7 @@ bool PosixSerialPort::read(char* buffer, std::size_t capacity, std::size_t& got)
                 std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
             gap = static_cast<int>(std::max<long long>(0, std::min<long long>(gap, left)));
         }
-        r = wait_for(m_fd, POLLIN, gap, revents);
+        r = wait_for(fd, POLLIN, gap, revents);
         if (r <= 0 || (revents & POLLIN) == 0) {
             break;
         }
@@ -259,21 +262,21 @@ bool PosixSerialPort::read(char* buffer, std::size_t capacity, std::size_t& got)
 }
 
 bool PosixSerialPort::purgeReceive() {
-    if (m_fd < 0) {
+    const int fd = m_fd;
+    if (fd < 0) {
         return fail(EBADF);
     }
-    if (::tcflush(m_fd, TCIFLUSH) != 0) {
+    if (::tcflush(fd, TCIFLUSH) != 0) {
         return fail(errno);
     }
     return true;
 }
 
 bool PosixSerialPort::close() {
-    if (m_fd < 0) {
+    const int fd = m_fd.exchange(-1); // never touched again, even if close reports an error
+    if (fd < 0) {
         return fail(EBADF);
     }
-    const int fd = m_fd;
-    m_fd = -1; // never touched again, even if close reports an error
     if (::close(fd) != 0) {
         return fail(errno);
     }

@@ -2,6 +2,7 @@
 
 #include "link/SerialPort.h"
 
+#include <atomic>
 #include <chrono>
 
 // Serial port on termios. The read timing is kept with poll(): termios' own timer counts in
@@ -29,7 +30,8 @@ public:
 private:
     bool fail(int err);
 
-    int m_fd = -1;
+    // Taken by close() before the descriptor is released, so that no later call can reach it.
+    std::atomic<int> m_fd{-1};
     int m_firstByteMs = 100;
     int m_interByteMs = 5;
     std::string m_error;

@@ -21,7 +21,9 @@ struct SerialLinkState {
     SerialHook receiveHook;
     QString portName;
     quint32 baud = 0;
-    std::unique_ptr<SerialPort> port;
+    // Shared so that a port replaced by init_comm on one thread outlives a read still running on
+    // another (callers should never overlap, but a slip must not crash the application).
+    std::shared_ptr<SerialPort> port;
     std::function<std::unique_ptr<SerialPort>()> portFactory;
     // The handle's validity as the callers see it: set by a successful open, kept by close.
     std::atomic<bool> handleValid{false};
@@ -30,6 +32,11 @@ struct SerialLinkState {
 SerialLinkState& state() {
     static SerialLinkState s;
     return s;
+}
+
+std::shared_ptr<SerialPort> current_port() {
+    std::lock_guard lock(state().mutex);
+    return state().port;
 }
 
 SerialHook hook_of(SerialHook SerialLinkState::*which) {
@@ -61,9 +68,9 @@ QString serial_device_path(const QString& port) {
     return trimmed;
 }
 
-bool init_comm(const QString& port, quint32 baud) {
+bool init_comm(const QString& portSetting, quint32 baud) {
     SerialLinkState& s = state();
-    const QString name = serial_device_path(port);
+    const QString name = serial_device_path(portSetting);
     std::function<std::unique_ptr<SerialPort>()> factory;
     {
         std::lock_guard lock(s.mutex);
@@ -72,32 +79,36 @@ bool init_comm(const QString& port, quint32 baud) {
         factory = s.portFactory;
     }
     // The previous port is let go first: it may be the same device, which is opened exclusively.
-    if (s.port) {
-        s.port->close();
+    if (auto previous = current_port()) {
+        previous->close();
     }
-    s.port = factory ? factory() : make_system_serial_port();
+    std::shared_ptr<SerialPort> port = factory ? factory() : make_system_serial_port();
+    {
+        std::lock_guard lock(s.mutex);
+        s.port = port;
+    }
     const std::string shown = name.toStdString();
-    if (!s.port->open(name.toLocal8Bit().toStdString())) {
+    if (!port->open(name.toLocal8Bit().toStdString())) {
         s.handleValid = false;
-        report("init_comm:Error while opening " + shown + " : " + s.port->errorText());
+        report("init_comm:Error while opening " + shown + " : " + port->errorText());
         return false;
     }
     s.handleValid = true;
     if (!set_comm_timeouts(0)) {
-        report("init_comm:Error while set_comm_timeouts " + shown + " : " + s.port->errorText());
-        s.port->close();
+        report("init_comm:Error while set_comm_timeouts " + shown + " : " + port->errorText());
+        port->close();
         return false;
     }
-    if (!s.port->configure(baud)) {
-        report("init_comm:Error while SetCommState " + shown + " : " + s.port->errorText());
-        s.port->close();
+    if (!port->configure(baud)) {
+        report("init_comm:Error while SetCommState " + shown + " : " + port->errorText());
+        port->close();
         return false;
     }
     return true;
 }
 
 bool set_comm_timeouts(int mode) {
-    SerialPort* port = state().port.get();
+    const auto port = current_port();
     if (!port) {
         return false;
     }
@@ -134,8 +145,9 @@ bool send_message(const char* format, ...) {
     }
     buffer[length] = '\n';
     std::size_t written = 0;
-    if (!s.port || !s.port->write(buffer, length + 1, written)) {
-        report("send_message: WriteFile Error : " + (s.port ? s.port->errorText() : std::string()));
+    const auto port = current_port();
+    if (!port || !port->write(buffer, length + 1, written)) {
+        report("send_message: WriteFile Error : " + (port ? port->errorText() : std::string()));
         return false;
     }
     return written == length + 1;
@@ -144,7 +156,8 @@ bool send_message(const char* format, ...) {
 bool get_message(std::string& answer, bool& received, int tries) {
     SerialLinkState& s = state();
     answer.clear();
-    if (!s.handleValid || !s.port) {
+    const auto port = current_port();
+    if (!s.handleValid || !port) {
         report("get_message : Initialisation not OK");
         received = true;
         return false;
@@ -158,7 +171,7 @@ bool get_message(std::string& answer, bool& received, int tries) {
     std::size_t seen = 0;
     for (;;) {
         std::size_t got = 0;
-        result = s.port->read(chunk, kReadChunk, got);
+        result = port->read(chunk, kReadChunk, got);
         if (result && got > 0) {
             chunk[got] = '\0';
             if (chunk[0] != '\0') {
@@ -192,7 +205,7 @@ void expect_answer(const char* expected, int tries) {
 }
 
 bool purge_comm(bool drain) {
-    SerialPort* port = state().port.get();
+    const auto port = current_port();
     const bool purged = port && state().handleValid && port->purgeReceive();
     if (drain) {
         std::string discarded;
@@ -207,7 +220,7 @@ bool is_comm_open() {
 }
 
 bool close_comm() {
-    SerialPort* port = state().port.get();
+    const auto port = current_port();
     return port && port->close();
 }
 

@@ -160,6 +160,19 @@ TEST_F(SerialLinkTest, SilentLineGivesAnEmptyAnswerNotReceived) {
     EXPECT_EQ(received[0], "");
 }
 
+TEST_F(SerialLinkTest, ImmediateModeReturnsWhatIsBuffered) {
+    openPty();
+    pty.send("$ok;\n");
+    std::this_thread::sleep_for(50ms);
+    ASSERT_TRUE(set_comm_timeouts(1));
+    std::string answer;
+    bool got = false;
+    EXPECT_TRUE(get_message(answer, got, 1));
+    EXPECT_EQ(answer, "$ok;\n");
+    EXPECT_FALSE(set_comm_timeouts(2));
+    EXPECT_TRUE(set_comm_timeouts(0));
+}
+
 TEST_F(SerialLinkTest, ChunkThatBeginsWithNulIsIgnored) {
     openPty();
     std::thread peer([this] {
