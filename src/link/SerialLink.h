@@ -38,8 +38,11 @@ bool set_comm_timeouts(int mode);
 bool send_message(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // Collects one answer: `tries` is the number of silent ~100 ms reads allowed before the first
-// byte; once bytes have arrived the answer ends at the first silent read. Returns the result of
-// the last read.
+// byte (below 1 counts as 1); once bytes have arrived the answer ends at the first silent read.
+// A chunk that begins with a NUL byte is dropped, any other is kept up to its first NUL. An
+// answer that never falls silent ends after 1 MiB, the rest left for the next call. Returns the
+// result of the last read; on a link that is not open, reports it, sets `received` (so that
+// waiting callers stop at once) and returns false.
 bool get_message(std::string& answer, bool& received, int tries);
 
 // get_message with `tries`, then throws std::runtime_error("Invalid answer : <expected> not found")
