@@ -147,7 +147,8 @@ int get_params_from_file(const QString& path, ParamTable& table) {
         if (raw.isEmpty() && file.error() != QFileDevice::NoError) {
             break;
         }
-        const std::string_view line = strip_comment(std::string_view(raw.constData(), raw.size()));
+        const std::string_view line =
+            strip_comment(paramtext::c_string(std::string_view(raw.constData(), raw.size())));
         const std::size_t eq = line.find('=');
         if (eq == std::string_view::npos) {
             continue;
@@ -213,8 +214,9 @@ int get_params_from_file(const QString& path, ParamTable& table) {
     return count;
 }
 
-int get_params_from_string(const std::string& received, const std::string& prefix, ParamTable& table) {
+int get_params_from_string(const std::string& receivedBytes, const std::string& prefix, ParamTable& table) {
     static const char* const self = "get_params_from_string";
+    const std::string received(paramtext::c_string(receivedBytes));
     if (table.empty()) {
         term_print(kMapEmpty, self);
         return -1;
@@ -364,7 +366,8 @@ std::string SetParamFromText(ParamTable& table, const std::string& name, const s
     return set_param_checked(*it, text);
 }
 
-std::string set_param_checked(ParamDef& d, const std::string& text) {
+std::string set_param_checked(ParamDef& d, const std::string& textBytes) {
+    const std::string_view text = paramtext::c_string(textBytes);
     switch (d.type) {
     case ParamInteger: {
         const long long v = parse_integer(text);

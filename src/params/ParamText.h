@@ -13,6 +13,12 @@ inline bool is_space(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
 }
 
+// `text` up to its first NUL byte: the instrument's texts and the files are C strings, so a NUL
+// ends them wherever it appears.
+inline std::string_view c_string(std::string_view text) {
+    return text.substr(0, text.find('\0'));
+}
+
 // Leading decimal integer of `text`; 0 when there are no digits. Saturates far beyond 32 bits,
 // so a huge number stays huge (and fails any range check) instead of wrapping.
 long long parse_integer(std::string_view text);

@@ -163,6 +163,7 @@ std::string time_program_to_text(const std::string& prefix, const TimeProgram& p
 }
 
 bool time_program_from_text(std::string_view text, const std::string& prefix, TimeProgram& program) {
+    text = paramtext::c_string(text);
     ProgramWords w;
     if (!(prefix.empty() ? scan_file_form(text, w) : scan_wire_form(text, prefix, w))) {
         return false;

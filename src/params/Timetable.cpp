@@ -69,8 +69,8 @@ int get_timetable_from_file(const QString& path, Timetable& timetable) {
             term_print("\n[ERROR]: (%s) Error while reading input file. Aborting !\n", self);
             return -1;
         }
-        const std::string_view line =
-            paramtext::trim(paramtext::strip_comment(std::string_view(raw.constData(), raw.size())));
+        const std::string_view line = paramtext::trim(
+            paramtext::strip_comment(paramtext::c_string(std::string_view(raw.constData(), raw.size()))));
         if (line.empty()) {
             continue;
         }

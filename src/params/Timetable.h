@@ -49,6 +49,13 @@ using InstrumentExchange = std::function<std::string(const std::string& line)>;
 // added before a refusal stay in the instrument.
 void program_timetable(const Timetable& timetable, const InstrumentExchange& exchange);
 
+// The exchange over the process-wide serial link: the line is sent with a line feed and the
+// answer awaited for up to `tries` silent reads of ~100 ms.
+InstrumentExchange serial_link_exchange(int tries = 50);
+
+// program_timetable over the serial link.
+void program_timetable(const Timetable& timetable);
+
 // Reads the instrument's programs with "$TIMEPROGread:<i>;" for i = 0, 1, ... until an answer
 // holds no valid program (at most `limit` requests). Returns the number of programs read.
 int read_timetable(Timetable& timetable, const InstrumentExchange& exchange, int limit = 1000);

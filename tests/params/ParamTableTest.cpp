@@ -205,6 +205,23 @@ TEST(ParamFile, LongLinesAndBinaryNoiseAreHandled) {
               "\n[ERROR]: (get_params_from_file) Out of range length for string Camera_ref !");
 }
 
+TEST(ParamFile, NulEndsALineOrAnAnswer) {
+    using namespace std::string_literals;
+    const QString path = temp_file("nul.txt");
+    ASSERT_TRUE(write_file(path, QByteArray("Camera_ref = AB\0CD\nGain = 4\0 9\n", 31)));
+    ParamTable t;
+    build_hw_params(t);
+    PrintCapture out;
+    EXPECT_EQ(get_params_from_file(path, t), 2);
+    EXPECT_EQ(GetParamAsText(t, "Camera_ref"), "AB");
+    EXPECT_EQ(GetParamAsText(t, "Gain"), "4");
+    EXPECT_EQ(SetParamFromText(t, "Light_ref", "L\0X"s), "");
+    EXPECT_EQ(GetParamAsText(t, "Light_ref"), "L");
+    ParamTable m = every_type_table();
+    EXPECT_EQ(get_params_from_string("$R:1,2,0.5,0,a\0b,c,0,1;"s, "$R:", m), -1);
+    EXPECT_EQ(param_value_text(m[5]), "abc");
+}
+
 TEST(ParamFile, WritingTheEveryTypeTable) {
     const QString path = temp_file("mixed.txt");
     ParamTable t = every_type_table();

@@ -97,6 +97,27 @@ TEST(TimeProgramText, ReadingTheFileForm) {
     }
 }
 
+TEST(TimeProgramText, NulEndsTheText) {
+    using namespace std::string_literals;
+    TimeProgram p;
+    EXPECT_TRUE(time_program_from_text("2019 7 * * 20 0 July_CONF 120\0 garbage"s, "", p));
+    EXPECT_EQ(p, kJuly);
+    EXPECT_FALSE(time_program_from_text("2019 7 * * 20 0 July\0_CONF 120"s, "", p));
+    EXPECT_FALSE(
+        time_program_from_text("$TIMEPROGread:0,2019,7,*,*,20,0,July\0CONF,120;"s, "$TIMEPROGread:0,", p));
+
+    const QString path = temp_file("nul.txt");
+    ASSERT_TRUE(write_file(path, QByteArray("2019 7 * * 20 0 July_CONF 120\0 X\n* * * * 1 0 A\0B 1\n", 51)));
+    Timetable tt;
+    PrintCapture out;
+    EXPECT_EQ(get_timetable_from_file(path, tt), 1);
+    EXPECT_EQ(tt, Timetable{kJuly});
+    ASSERT_EQ(out.lines.size(), 1u);
+    EXPECT_EQ(out.lines[0],
+              "\n[WARNING]: (get_timetable_from_file) Invalid time program format or range : * * * * 1 0 A "
+              "- Skipped !");
+}
+
 TEST(TimeProgramText, ReadingTheWireForm) {
     struct Case {
         const char* text;
