@@ -200,6 +200,22 @@ TEST_F(ProtocolE2eTest, SimpleEthernetLinkNeedsThePu) {
     EXPECT_EQ(sim->ethlinkDestination().mode, 1);
 }
 
+// A synthetic-data transfer: the opening request, one line per request, then the end marker.
+TEST_F(ProtocolE2eTest, DataRequestTransfer) {
+    connect();
+    ASSERT_EQ(protocol.puPower(true), SupervisorLP);
+    sim->setSyntheticData({QStringLiteral("12.5,3,41"), QStringLiteral("13.0,2,40")});
+    const ExchangeResult first = protocol.exchange(InstrumentCommand::PuDataRequest);
+    EXPECT_TRUE(first.ok);
+    EXPECT_EQ(first.answer, "[PU]:$datareq:OK;\n");
+    std::vector<std::string> lines;
+    for (int i = 0; i < 3; ++i) {
+        lines.push_back(protocol.exchange(InstrumentCommand::PuDataLine).answer);
+    }
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{"[PU]:12.5,3,41\n", "[PU]:13.0,2,40\n", "[PU]:$datareq:$eof;\n"}));
+}
+
 // The simulator's answers pass the protocol's rule for every command that has one.
 TEST_F(ProtocolE2eTest, EveryAnsweredCommandIsUnderstood) {
     for (const char* variant : {"LP", "HF"}) {
