@@ -1,5 +1,7 @@
 #include "SequenceHandler.h"
 
+#include "params/ParamSets.h"
+#include "params/ParamTable.h"
 #include "trace/ZelTraceMgr.h"
 
 #include <QDir>
@@ -254,6 +256,33 @@ void SequenceHandler::parseLine(const char* begin, const char* end) {
     m_rows.push_back(std::move(row));
     const int index = static_cast<int>(m_rows.size() - 1);
     m_index.insert(m_rows.back().dateTime, index);
+}
+
+namespace {
+
+// The configuration line is the instrument's answer form without its final ";": the reader
+// wants every field terminated.
+int read_config_line(const QByteArray& line, const char* prefix, ParamTable& table) {
+    if (line.isEmpty()) {
+        return -1;
+    }
+    std::string text(line.constData(), static_cast<size_t>(line.size()));
+    if (text.back() != ';') {
+        text += ';';
+    }
+    return get_params_from_string(text, prefix, table);
+}
+
+} // namespace
+
+int SequenceHandler::ReadHwConf(ParamTable& table) const {
+    build_hw_params(table);
+    return read_config_line(m_hwConf, "HW_CONF,", table);
+}
+
+int SequenceHandler::ReadAcqConf(ParamTable& table) const {
+    build_acq_params(table);
+    return read_config_line(m_acqConf, "ACQ_CONF,", table);
 }
 
 bool SequenceHandler::RemoveFolder(QString* error) const {

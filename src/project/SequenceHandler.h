@@ -6,6 +6,8 @@
 
 #include <vector>
 
+class ParamTable;
+
 // One sequence of a project: a folder "raw/<seq>/" holding the data file "<seq>_data.txt" (one
 // line per image), the instrument's synthetic file and the vignette archive "images.zip".
 // ReadDataFile() reads the data file into rows that samples, processing and charts work on.
@@ -60,6 +62,11 @@ public:
     int RowIndex(const QByteArray& dateTime) const { return m_index.value(dateTime, -1); }
     const QByteArray& HwConfLine() const { return m_hwConf; }
     const QByteArray& AcqConfLine() const { return m_acqConf; }
+    // The configuration lines read into the instrument's hardware, respectively acquisition,
+    // parameter table (rebuilt with its defaults first). Returns the number of values read, or
+    // -1 when the line is absent or does not hold every parameter.
+    int ReadHwConf(ParamTable& table) const;
+    int ReadAcqConf(ParamTable& table) const;
     int NanPressureCount() const { return m_nanCount; }
     qint32 TrackedSize1() const { return m_trackedSize1; }
     qint32 TrackedSize2() const { return m_trackedSize2; }

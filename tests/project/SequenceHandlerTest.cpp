@@ -1,4 +1,5 @@
 #include "project/SequenceHandler.h"
+#include "params/ParamTable.h"
 #include "project/LogCapture.h"
 #include "support/TestSupport.h"
 
@@ -257,4 +258,34 @@ TEST(SequenceHandler, RemoveFolderRemovesOnlyThePlainSequenceFolder) {
     EXPECT_FALSE(QFileInfo::exists(project + "/raw/seq1"));
     EXPECT_TRUE(QFileInfo(project + "/raw").isDir());
     EXPECT_FALSE(SequenceHandler(project, "seq1").RemoveFolder());
+}
+
+TEST(SequenceHandler, ConfigurationLinesAreReadIntoParameterTables) {
+    SequenceHandler s(
+        project_with_data("HW_CONF,000120LP,0,ACQ_DEEP,0,LIGHT01,1,150,250,PRESS01,0.5,32000,2000,2,"
+                          "192.168.0.128,0,100,0,3,5380.1,1.0,73,0.65,20200101,202001010000,"
+                          "op@example.org\n"
+                          "ACQ_CONF,ACQ_DEEP,1,2.0,10,1,0,0,1,0,100,2,1000,1.0,0,10,0,1000,0,40,"
+                          "op@example.org;\n"
+                          "20200101-000000,12.5,3.1,1:x\n"),
+        "seq1");
+    ASSERT_TRUE(s.ReadDataFile());
+    ParamTable hw;
+    ParamTable acq;
+    EXPECT_EQ(s.ReadHwConf(hw), 25);
+    EXPECT_EQ(s.ReadAcqConf(acq), 20);
+    const std::pair<const char*, const char*> hwValues[] = {
+        {"Camera_ref", "000120LP"}, {"Aa", "5380.100"},        {"Exp", "1.000"},
+        {"Pixel_Size", "73"},       {"Image_volume", "0.650"}, {"Operator_email", "op@example.org"},
+    };
+    for (const auto& [name, value] : hwValues) {
+        EXPECT_EQ(GetParamAsText(hw, name), value) << name;
+    }
+    EXPECT_EQ(GetParamAsText(acq, "Configuration_name"), "ACQ_DEEP");
+    EXPECT_EQ(GetParamAsText(acq, "Save_images"), "2");
+
+    SequenceHandler none(project_with_data("20200101-000000,12.5,3.1,1:x\n"), "seq1");
+    ASSERT_TRUE(none.ReadDataFile());
+    EXPECT_EQ(none.ReadHwConf(hw), -1);
+    EXPECT_EQ(GetParamAsText(hw, "Camera_ref"), "UNDEFINED") << "an absent line leaves the defaults";
 }
