@@ -293,25 +293,6 @@ TEST(Project, RelativePathIsStoredAbsoluteAndCloseEmptiesTheState) {
     EXPECT_EQ(p.SampleHeader().Columns(), QStringList());
 }
 
-TEST(Project, BackupOfTheHeaderNeverOverwritesAnEarlierOne) {
-    const QString path = make_project("kelvo6_sn000120lp_2020_bak");
-    const QString header = path + "/meta/kelvo6_header_sn000120lp_2020_bak.txt";
-    ASSERT_TRUE(write_file(header, "cruise\nfirst\n"));
-    Project p;
-    ASSERT_TRUE(p.Load(path));
-    const QString backup = p.BackupSampleHeader();
-    ASSERT_FALSE(backup.isEmpty());
-    EXPECT_TRUE(backup.startsWith(header + ".backup_"));
-    EXPECT_EQ(backup.size(), header.size() + 8 + 15);
-    ASSERT_TRUE(write_file(header, "cruise\nsecond\n"));
-    const QString again = p.BackupSampleHeader();
-    if (again == backup) {
-        EXPECT_EQ(read_file(backup), QByteArray("cruise\nfirst\n"));
-    } else {
-        EXPECT_EQ(read_file(again), QByteArray("cruise\nsecond\n"));
-    }
-}
-
 TEST(ModelPrjSeq, OneRowPerSequenceFolderWithFilesAndSampleCounts) {
     const QString path = make_project("kelvo6_sn000120lp_2020_seqs");
     ASSERT_TRUE(write_file(path + "/raw/seqA/seqA_data.txt", "x"));

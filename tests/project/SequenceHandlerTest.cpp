@@ -91,14 +91,6 @@ const std::vector<Expected> kRows = {
 
 } // namespace
 
-TEST(SequenceHandler, PathsOfASequence) {
-    SequenceHandler s("/p/kelvo6_sn1_2020_x", "seq7");
-    EXPECT_EQ(s.SequenceFolder(), "/p/kelvo6_sn1_2020_x/raw/seq7");
-    EXPECT_EQ(s.DataFilePath(), "/p/kelvo6_sn1_2020_x/raw/seq7/seq7_data.txt");
-    EXPECT_EQ(s.SyntheticFilePath(), "/p/kelvo6_sn1_2020_x/raw/seq7/seq7_synthetic.txt");
-    EXPECT_EQ(s.ImageArchivePath(), "/p/kelvo6_sn1_2020_x/raw/seq7/images.zip");
-}
-
 TEST(SequenceHandler, DataFileLinesAreParsedIntoRows) {
     LogCapture log;
     SequenceHandler s(project_with_data(kDataFile), "seq1");
