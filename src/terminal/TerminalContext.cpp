@@ -1,0 +1,49 @@
+#include "terminal/TerminalContext.h"
+
+#include "app/WorkFolder.h"
+#include "link/SerialLink.h"
+
+TerminalContext::TerminalContext()
+    : m_answerReads(kUnboundedAnswerReads) {}
+
+QString TerminalContext::configuratorDir() const {
+    return WorkFolder::subFolder(QStringLiteral("configurator")) + QLatin1Char('/');
+}
+
+QString TerminalContext::configuratorPath(const std::string& name) const {
+    return configuratorDir() + QString::fromLocal8Bit(name.data(), static_cast<int>(name.size()));
+}
+
+bool TerminalContext::send(const std::string& line) {
+    return send_message("%s", line.c_str());
+}
+
+std::string TerminalContext::awaitAnswer() {
+    std::string answer;
+    for (int i = 0; i < m_answerReads; ++i) {
+        bool received = false;
+        answer.clear();
+        get_message(answer, received, 1);
+        if (received && !answer.empty()) {
+            return answer;
+        }
+    }
+    return {};
+}
+
+std::string TerminalContext::exchange(const std::string& line) {
+    if (!send(line)) {
+        return {};
+    }
+    return awaitAnswer();
+}
+
+void TerminalContext::clearView() const {
+    if (m_clearView) {
+        m_clearView();
+    }
+}
+
+QDateTime TerminalContext::now() const {
+    return m_clock ? m_clock() : QDateTime::currentDateTime();
+}

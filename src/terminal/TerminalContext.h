@@ -1,0 +1,53 @@
+#pragma once
+
+#include "link/InstrumentProtocol.h"
+
+#include <QDateTime>
+#include <QString>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// Argument words of a command line, the command name excluded.
+using ShellArgs = std::vector<std::string>;
+
+// What every terminal command works with: the instrument's message protocol, the folder its
+// files live in, the view it may clear and the host clock. One context per shell; commands run
+// one at a time, on whichever thread runs the shell.
+class TerminalContext {
+public:
+    TerminalContext();
+
+    InstrumentProtocol& protocol() { return m_protocol; }
+
+    // "configurator/" inside the working folder (created if missing), with a trailing slash.
+    QString configuratorDir() const;
+    // `name` inside "configurator/".
+    QString configuratorPath(const std::string& name) const;
+
+    // Sends `line` (a dollar message without line feed); false when it could not be written.
+    bool send(const std::string& line);
+    // Reads with one try at a time until something arrives, at most answerReads() reads, so a
+    // silent instrument yields "" instead of a hang.
+    std::string awaitAnswer();
+    // send() then awaitAnswer(); "" when the line could not be written or nothing came.
+    std::string exchange(const std::string& line);
+
+    int answerReads() const { return m_answerReads; }
+    void setAnswerReads(int reads) { m_answerReads = reads; }
+
+    // Empties the terminal view ("clear"); nothing happens without a view.
+    void clearView() const;
+    void setClearView(std::function<void()> clear) { m_clearView = std::move(clear); }
+
+    // The host's local date and time (pt, rtcsync); replaceable so that tests fix the clock.
+    QDateTime now() const;
+    void setClock(std::function<QDateTime()> clock) { m_clock = std::move(clock); }
+
+private:
+    InstrumentProtocol m_protocol;
+    int m_answerReads;
+    std::function<void()> m_clearView;
+    std::function<QDateTime()> m_clock;
+};

@@ -1,0 +1,60 @@
+// The escape sequences of the terminal read into coloured columns.
+#include "terminal/AnsiText.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(AnsiText, HelpRowBecomesColouredColumns) {
+    AnsiText reader;
+    const auto lines =
+        reader.parse("\x1b[92m\x1b[10Gacqconf\x1b[25GManage VORTAN acquisition configurations\x1b[m");
+    ASSERT_EQ(lines.size(), 1u);
+    const AnsiLine expected{
+        {"         ", 0}, {"acqconf", 92}, {"        ", 0}, {"Manage VORTAN acquisition configurations", 92}};
+    EXPECT_EQ(lines[0], expected);
+    EXPECT_EQ(reader.colour(), 0);
+}
+
+TEST(AnsiText, Table) {
+    struct Case {
+        const char* text;
+        std::vector<std::string> plain; // the lines as shown, colours ignored
+    };
+    const Case cases[] = {
+        {"\n[HELP]:\x1b[10GCommand\x1b[25GDescription\n", {"", "[HELP]:  Command        Description", ""}},
+        {"ab\tc", {"ab      c"}},
+        {"\tDescription", {"        Description"}},
+        {"abcdef\rXY", {"XYcdef"}},
+        {"50%\b\b\b75%", {"75%"}},
+        {"old text\r\x1b[2Knew", {"new"}},
+        {"abcdef\x1b[3G\x1b[K", {"ab"}},
+        {"\x1b[?25lhidden cursor\x1b[?25h", {"hidden cursor"}},
+        {"bell\a and \x1b lone escape", {"bell and  lone escape"}},
+        {"cut \x1b[9", {"cut "}},
+        {"x\x1b[99999Gy", {"x"}},
+        {"a\x1b[5Cb\x1b[3Dc", {"a   c b"}},
+    };
+    for (const Case& c : cases) {
+        AnsiText reader;
+        std::vector<std::string> plain;
+        for (const AnsiLine& line : reader.parse(c.text)) {
+            std::string s;
+            for (const AnsiRun& run : line) {
+                s += run.text;
+            }
+            plain.push_back(s);
+        }
+        EXPECT_EQ(plain, c.plain) << c.text;
+    }
+}
+
+TEST(AnsiText, ColourCarriesOverAndResets) {
+    AnsiText reader;
+    EXPECT_EQ(reader.parse("\x1b[97mwhite")[0], (AnsiLine{{"white", 97}}));
+    EXPECT_EQ(reader.parse("still")[0], (AnsiLine{{"still", 97}}));
+    EXPECT_EQ(reader.parse("\x1b[1;31mred\x1b[0mplain")[0], (AnsiLine{{"red", 31}, {"plain", 0}}));
+    EXPECT_EQ(reader.parse("\x1b[92mg\x1b[39md")[0], (AnsiLine{{"g", 92}, {"d", 0}}));
+}
+
+} // namespace

@@ -1,0 +1,71 @@
+#pragma once
+
+// A shell on a scripted serial port: every line the shell writes is recorded, and a small table
+// (line prefix -> answer) plays the instrument without any real waiting.
+#include "app/WorkFolder.h"
+#include "link/InstrumentCommand.h"
+#include "link/InstrumentProtocol.h"
+#include "link/ScriptedSerialPort.h"
+#include "link/SerialLink.h"
+#include "support/TestSupport.h"
+#include "terminal/TermPrint.h"
+#include "terminal/VortOShell.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+class ShellFixture : public ::testing::Test {
+protected:
+    void SetUp() override {
+        script = std::make_shared<PortScript>();
+        script->onLine = [this](const std::string& line, PortScript& s) {
+            // The longest key that begins the line gives the answer.
+            const std::string* best = nullptr;
+            std::size_t bestLength = 0;
+            for (const auto& [key, text] : answers) {
+                if (line.starts_with(key) && key.size() >= bestLength) {
+                    best = &text;
+                    bestLength = key.size();
+                }
+            }
+            if (best != nullptr) {
+                s.answer(*best);
+            }
+        };
+        set_serial_port_factory([s = script] { return std::make_unique<ScriptedSerialPort>(s); });
+        ASSERT_TRUE(init_comm(QStringLiteral("scripted"), 38400));
+        workDir = kelvotest::make_temp_dir(QStringLiteral("work"));
+        WorkFolder::setPath(workDir);
+        shell = std::make_unique<VortOShell>();
+        shell->context().setAnswerReads(3);
+        sink = std::make_unique<ScopedTermPrintSink>([this](const std::string& t) { out.push_back(t); });
+    }
+
+    void TearDown() override {
+        sink.reset();
+        close_comm();
+        set_serial_port_factory({});
+        WorkFolder::setPath(QString());
+        set_instrument_variant(QString());
+    }
+
+    // The instrument accepts supervisor mode with the LP banner.
+    void acceptSupervisor() { answers["$SU;"] = InstrumentAnswer::kSupervisorLP; }
+
+    bool run(const std::string& line) { return shell->runLine(line, false); }
+
+    std::string configurator(const std::string& name) const {
+        return (workDir + QStringLiteral("/configurator/")).toStdString() + name;
+    }
+
+    std::shared_ptr<PortScript> script;
+    std::map<std::string, std::string> answers;
+    QString workDir;
+    std::unique_ptr<VortOShell> shell;
+    std::vector<std::string> out;
+    std::unique_ptr<ScopedTermPrintSink> sink;
+};
