@@ -1,0 +1,211 @@
+// `kelvo terminal`: the VortOS shell on the command line, for scripts (-c) and for working with
+// the instrument from a text console.
+#include "CliCommand.h"
+
+#include "app/AppSettings.h"
+#include "app/WorkFolder.h"
+#include "link/SerialLink.h"
+#include "terminal/TermPrint.h"
+#include "terminal/VortOShell.h"
+#include "trace/ZelTraceMgr.h"
+#include "trace/ZelTraceMgrFileMulti.h"
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <unistd.h>
+
+#include <editline/readline.h>
+
+namespace {
+
+const char* const kUsage = "Usage: kelvo terminal [--port DEVICE] [--baud N] [--workdir DIR] [-c LINE]...\n";
+
+// Same rotation as the application's own logs.
+constexpr int kLogFileCount = 10;
+constexpr int kLogFileSizeKiB = 10000;
+
+void print_usage_help() {
+    std::fputs(kUsage, stdout);
+    std::fputs("\n"
+               "Runs the VortOS terminal shell: the same commands and raw \"$...;\" messages as the\n"
+               "terminal window, with the same output.\n"
+               "\n"
+               "  --port DEVICE  serial port for this run (default: the serialport setting)\n"
+               "  --baud N       baud rate for this run (default: the serialspeed setting)\n"
+               "  --workdir DIR  working folder (configurator/, filemanager/, log files)\n"
+               "  -c LINE        run LINE as if typed; may be repeated, lines run in order\n"
+               "\n"
+               "With -c, the exit status is 0 when every line succeeded and 1 otherwise. Without -c,\n"
+               "lines are read from standard input (with line editing and history on a terminal)\n"
+               "until \"exit\" or the end of input.\n",
+               stdout);
+}
+
+struct Options {
+    QString port;
+    QString workdir;
+    int baud = 0;
+    QStringList lines;
+    bool help = false;
+};
+
+// Accepts "--opt VALUE" and "--opt=VALUE". Returns false with `error` on a bad command line.
+bool parse_options(const QStringList& args, Options& o, QString& error) {
+    for (int i = 0; i < args.size(); ++i) {
+        const QString& a = args[i];
+        if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
+            o.help = true;
+            continue;
+        }
+        QString name = a;
+        QString value;
+        bool inlineValue = false;
+        const int eq = a.indexOf(QLatin1Char('='));
+        if (a.startsWith(QLatin1String("--")) && eq > 0) {
+            name = a.left(eq);
+            value = a.mid(eq + 1);
+            inlineValue = true;
+        }
+        if (name != QLatin1String("--port") && name != QLatin1String("--baud") &&
+            name != QLatin1String("--workdir") && name != QLatin1String("-c")) {
+            error = QStringLiteral("unknown argument \"%1\"").arg(a);
+            return false;
+        }
+        if (!inlineValue) {
+            if (i + 1 >= args.size()) {
+                error = QStringLiteral("%1 needs a value").arg(name);
+                return false;
+            }
+            value = args[++i];
+        }
+        if (name == QLatin1String("-c")) {
+            o.lines << value;
+        } else if (value.isEmpty()) {
+            error = QStringLiteral("%1 needs a value").arg(name);
+            return false;
+        } else if (name == QLatin1String("--port")) {
+            o.port = value;
+        } else if (name == QLatin1String("--workdir")) {
+            o.workdir = value;
+        } else {
+            bool ok = false;
+            o.baud = value.toInt(&ok);
+            if (!ok || o.baud <= 0 || o.baud > AppSettings::kMaxSerialSpeed) {
+                error = QStringLiteral("--baud needs a positive number up to %1, not \"%2\"")
+                            .arg(AppSettings::kMaxSerialSpeed)
+                            .arg(value);
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Each print is one line on standard output, escape sequences untouched.
+void print_line(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+// One line from standard input; false at the end of input.
+bool read_input_line(bool interactive, std::string& line) {
+    if (interactive) {
+        char* raw = readline("VortOS> ");
+        if (raw == nullptr) {
+            return false;
+        }
+        line = raw;
+        std::free(raw);
+        if (!line.empty()) {
+            add_history(line.c_str());
+        }
+        return true;
+    }
+    return static_cast<bool>(std::getline(std::cin, line));
+}
+
+bool is_exit(const std::string& line) {
+    std::string name;
+    ShellArgs args;
+    return parse_command_line(line, name, args) == CommandLineCommand && name == "exit" && args.empty();
+}
+
+int run_terminal(const QStringList& args) {
+    Options o;
+    QString error;
+    if (!parse_options(args, o, error)) {
+        std::fprintf(stderr, "kelvo terminal: %s\n%s", error.toLocal8Bit().constData(), kUsage);
+        return 2;
+    }
+    if (o.help) {
+        print_usage_help();
+        return 0;
+    }
+    if (!o.workdir.isEmpty()) {
+        WorkFolder::setPath(o.workdir);
+    }
+    ZelTraceMgrFileMulti appLog(GetTraceMgr()->GetDispatcher(),
+                                WorkFolder::filePath(QStringLiteral("Kelvoapp.log")), kLogFileCount,
+                                kLogFileSizeKiB);
+    ZelTraceMgrFileMulti serialLog(GetSerialTraceMgr()->GetDispatcher(),
+                                   WorkFolder::filePath(QStringLiteral("Kelvoapp.serial.log")), kLogFileCount,
+                                   kLogFileSizeKiB);
+
+    const QString port = o.port.isEmpty() ? AppSettings::serialPort() : o.port;
+    const int baud = o.baud > 0 ? o.baud : AppSettings::serialSpeed();
+    std::string linkError;
+    set_comm_error_hook([&linkError](const std::string& text) {
+        linkError = text;
+        GetSerialTraceMgr()->post("error", ZelLevelError, text);
+    });
+    set_comm_send_hook(
+        [](const std::string& text) { GetSerialTraceMgr()->post("send", ZelLevelDebug, text); });
+    set_comm_receive_hook(
+        [](const std::string& text) { GetSerialTraceMgr()->post("recv", ZelLevelDebug, text); });
+    if (!init_comm(port, static_cast<quint32>(baud))) {
+        // Commands that need no instrument (help, templates) still work.
+        std::fprintf(stderr, "kelvo terminal: serial port %s not opened: %s\n",
+                     port.toLocal8Bit().constData(), linkError.c_str());
+    }
+    set_comm_error_hook(
+        [](const std::string& text) { GetSerialTraceMgr()->post("error", ZelLevelError, text); });
+
+    const bool interactive = o.lines.isEmpty() && isatty(STDIN_FILENO);
+    VortOShell shell;
+    shell.context().setClearView([] {
+        if (isatty(STDOUT_FILENO)) {
+            std::fputs("\x1b[H\x1b[2J", stdout);
+            std::fflush(stdout);
+        }
+    });
+    bool allOk = true;
+    {
+        ScopedTermPrintSink sink(print_line);
+        if (!o.lines.isEmpty()) {
+            for (const QString& line : o.lines) {
+                allOk = shell.runLine(line.toLatin1().toStdString(), false) && allOk;
+            }
+        } else {
+            std::string line;
+            while (read_input_line(interactive, line)) {
+                if (is_exit(line)) {
+                    break;
+                }
+                allOk = shell.runLine(line, interactive) && allOk;
+            }
+        }
+    }
+    set_comm_send_hook({});
+    set_comm_receive_hook({});
+    set_comm_error_hook({});
+    close_comm();
+    return allOk ? 0 : 1;
+}
+
+} // namespace
+
+static CliRegistrar reg({"terminal", "terminal [--port DEVICE] [--baud N] [--workdir DIR] [-c LINE]...",
+                         "run VortOS terminal commands against the instrument", &run_terminal});
