@@ -1,0 +1,69 @@
+// Paths that come from the instrument never leave the target folder.
+#include "link/CardPath.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+TEST(CardPath, AcceptedPathsStayInsideTheFolder) {
+    const QString root = kelvotest::make_temp_dir();
+    const std::pair<const char*, const char*> cases[] = {
+        {"tree.txt", "/tree.txt"},
+        {"2023/06/20230612-101500/20230612-101500_data.txt",
+         "/2023/06/20230612-101500/20230612-101500_data.txt"},
+        {"a\\b\\c.vig", "/a/b/c.vig"},
+        {"./x/./y.raw", "/x/y.raw"},
+        {"a//b", "/a/b"},
+        {"..hidden/f..txt", "/..hidden/f..txt"},
+    };
+    for (const auto& [card, expected] : cases) {
+        QString error;
+        const auto local = card_path_in_folder(root, card, &error);
+        ASSERT_TRUE(local.has_value()) << card << " " << error.toStdString();
+        EXPECT_EQ(*local, QDir(root).absolutePath() + QString::fromLatin1(expected)) << card;
+    }
+}
+
+TEST(CardPath, RefusedPathsSayWhy) {
+    const QString root = kelvotest::make_temp_dir();
+    const std::pair<const char*, const char*> cases[] = {
+        {"/etc/passwd", "Path refused, it is absolute: \"/etc/passwd\""},
+        {"\\windows\\x", "Path refused, it is absolute: \"\\windows\\x\""},
+        {"C:data.txt", "Path refused, it is absolute: \"C:data.txt\""},
+        {"../outside.txt", "Path refused, it holds a \"..\" component: \"../outside.txt\""},
+        {"a/../../outside.txt", "Path refused, it holds a \"..\" component: \"a/../../outside.txt\""},
+        {"a\\..\\..\\x", "Path refused, it holds a \"..\" component: \"a\\..\\..\\x\""},
+        {"", "Path refused, it is empty: \"\""},
+        {"a\nb", "Path refused, it holds control characters: \"a\nb\""},
+    };
+    for (const auto& [card, expected] : cases) {
+        QString error;
+        EXPECT_FALSE(card_path_in_folder(root, card, &error).has_value()) << card;
+        EXPECT_EQ(error.toStdString(), expected);
+    }
+    QString error;
+    EXPECT_FALSE(card_path_in_folder(root, ".", &error).has_value());
+    EXPECT_TRUE(error.startsWith(QStringLiteral("Path refused, it leaves the folder ")));
+}
+
+TEST(CardPath, LinkInsideTheFolderPointingOutIsRefused) {
+    const QString root = kelvotest::make_temp_dir();
+    const QString outside = kelvotest::make_temp_dir();
+    ASSERT_TRUE(QFile::link(outside, root + QStringLiteral("/escape")));
+    QString error;
+    EXPECT_FALSE(card_path_in_folder(root, "escape/file.txt", &error).has_value());
+    EXPECT_TRUE(error.startsWith(QStringLiteral("Path refused, it leaves the folder ")));
+}
+
+TEST(CardPath, AtomicWriteReplacesAndCreatesFolders) {
+    const QString root = kelvotest::make_temp_dir();
+    const QString path = root + QStringLiteral("/a/b/c.bin");
+    QString error;
+    ASSERT_TRUE(write_file_atomically(path, "first", 5, &error)) << error.toStdString();
+    ASSERT_TRUE(write_file_atomically(path, "2nd", 3, &error));
+    EXPECT_EQ(kelvotest::read_file(path), QByteArray("2nd"));
+    EXPECT_EQ(QDir(root + QStringLiteral("/a/b")).entryList(QDir::Files),
+              QStringList{QStringLiteral("c.bin")});
+}
