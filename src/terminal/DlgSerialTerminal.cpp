@@ -1,0 +1,184 @@
+#include "terminal/DlgSerialTerminal.h"
+
+#include "terminal/TerminalOutputRelay.h"
+#include "terminal/TerminalView.h"
+#include "terminal/TerminalWorker.h"
+#include "terminal/VortOShell.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+DlgSerialTerminal::DlgSerialTerminal(QWidget* parent)
+    : QDialog(parent)
+    , m_shell(std::make_unique<VortOShell>()) {
+    setWindowTitle(QStringLiteral("VortOS Terminal"));
+    resize(900, 600);
+
+    m_view = new TerminalView(this);
+    m_view->setObjectName(QStringLiteral("Term"));
+
+    auto* label = new QLabel(QStringLiteral("Command"), this);
+    m_command = new QComboBox(this);
+    m_command->setObjectName(QStringLiteral("edCommand"));
+    m_command->setEditable(true);
+    // Typed lines are not added to the list: it keeps the quick commands only.
+    m_command->setInsertPolicy(QComboBox::NoInsert);
+    m_command->addItems(quickCommands());
+    m_command->setCurrentIndex(-1);
+    m_command->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    label->setBuddy(m_command);
+
+    m_send = new QPushButton(QStringLiteral("Send"), this);
+    m_send->setObjectName(QStringLiteral("BtSend"));
+    m_send->setDefault(true);
+    auto* close = new QPushButton(QStringLiteral("Close"), this);
+    close->setObjectName(QStringLiteral("btClose"));
+    close->setAutoDefault(false);
+    m_fileUpload = new QPushButton(QStringLiteral("File UpLoad"), this);
+    m_fileUpload->setObjectName(QStringLiteral("btFileUpload"));
+    m_fileUpload->setAutoDefault(false);
+    // Opens the free-file programming page, which does not exist yet.
+    m_fileUpload->setEnabled(false);
+    m_fileUpload->setToolTip(QStringLiteral("Not available in this version"));
+    m_readSerial = new QPushButton(QStringLiteral("Read Serial Port"), this);
+    m_readSerial->setObjectName(QStringLiteral("btReadSerial"));
+    m_readSerial->setAutoDefault(false);
+
+    m_running = new QLabel(this);
+    m_running->setObjectName(QStringLiteral("lblRunning"));
+    m_activity = new QProgressBar(this);
+    m_activity->setObjectName(QStringLiteral("pbRunning"));
+    m_activity->setRange(0, 0);
+    m_activity->setMaximumWidth(160);
+    m_activity->setTextVisible(false);
+    m_running->hide();
+    m_activity->hide();
+
+    auto* commandRow = new QHBoxLayout;
+    commandRow->addWidget(label);
+    commandRow->addWidget(m_command, 1);
+    commandRow->addWidget(m_send);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(m_readSerial);
+    buttons->addWidget(m_fileUpload);
+    buttons->addWidget(m_running);
+    buttons->addWidget(m_activity);
+    buttons->addStretch(1);
+    buttons->addWidget(close);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_view, 1);
+    layout->addLayout(commandRow);
+    layout->addLayout(buttons);
+
+    // The relay is deleted on the window's thread even when a printing thread drops it last.
+    m_relay = std::shared_ptr<TerminalOutputRelay>(new TerminalOutputRelay,
+                                                   [](TerminalOutputRelay* r) { r->deleteLater(); });
+    connect(m_relay.get(), &TerminalOutputRelay::printed, m_view, &TerminalView::appendTerminalText,
+            Qt::QueuedConnection);
+    connect(m_relay.get(), &TerminalOutputRelay::clearRequested, m_view, &TerminalView::clearTerminal,
+            Qt::QueuedConnection);
+    std::weak_ptr<TerminalOutputRelay> relay = m_relay;
+    m_shell->context().setClearView([relay] {
+        if (auto r = relay.lock()) {
+            r->clear();
+        }
+    });
+
+    m_worker = new TerminalWorker(*m_shell);
+    m_worker->moveToThread(&m_thread);
+    connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
+    connect(m_worker, &TerminalWorker::lineFinished, this, &DlgSerialTerminal::onWorkerDone);
+    connect(m_worker, &TerminalWorker::readFinished, this, [this](int) { onWorkerDone(true); });
+    m_thread.setObjectName(QStringLiteral("VortOS terminal"));
+    m_thread.start();
+
+    QMetaObject::connectSlotsByName(this);
+}
+
+DlgSerialTerminal::~DlgSerialTerminal() {
+    if (m_sinkInstalled) {
+        set_term_print_sink(std::move(m_previousSink));
+    }
+    // A command still running finishes first (its waits are bounded).
+    m_thread.quit();
+    m_thread.wait();
+}
+
+QStringList DlgSerialTerminal::quickCommands() {
+    return {QStringLiteral("acqconf load 0"), QStringLiteral("hwconf load"), QStringLiteral("$USER;"),
+            QStringLiteral("$start:ACQ_CTD;"), QStringLiteral("$stop;")};
+}
+
+void DlgSerialTerminal::setBusy(bool busy, const QString& what) {
+    m_busy = busy;
+    m_send->setEnabled(!busy);
+    m_readSerial->setEnabled(!busy);
+    m_running->setText(busy ? QStringLiteral("Running \"%1\"...").arg(what) : QString());
+    m_running->setVisible(busy);
+    m_activity->setVisible(busy);
+}
+
+void DlgSerialTerminal::onWorkerDone(bool ok) {
+    setBusy(false);
+    emit commandFinished(ok);
+}
+
+void DlgSerialTerminal::on_BtSend_clicked() {
+    if (m_busy) {
+        return;
+    }
+    const QString text = m_command->currentText();
+    setBusy(true, text.trimmed().left(60));
+    m_command->setEditText(QString());
+    QMetaObject::invokeMethod(m_worker, "runLine", Qt::QueuedConnection, Q_ARG(QByteArray, text.toLatin1()),
+                              Q_ARG(bool, true));
+}
+
+void DlgSerialTerminal::on_btReadSerial_clicked() {
+    if (m_busy) {
+        return;
+    }
+    setBusy(true, QStringLiteral("Read Serial Port"));
+    QMetaObject::invokeMethod(m_worker, "readSerial", Qt::QueuedConnection);
+}
+
+void DlgSerialTerminal::on_btFileUpload_clicked() {
+    // Wired to the free-file programming page once it exists; the button stays disabled until then.
+}
+
+void DlgSerialTerminal::on_btClose_clicked() {
+    close();
+}
+
+void DlgSerialTerminal::showEvent(QShowEvent* event) {
+    QDialog::showEvent(event);
+    if (!m_sinkInstalled) {
+        std::shared_ptr<TerminalOutputRelay> relay = m_relay;
+        m_previousSink = set_term_print_sink([relay](const std::string& text) {
+            relay->print(QByteArray(text.data(), static_cast<int>(text.size())));
+        });
+        m_sinkInstalled = true;
+    }
+}
+
+void DlgSerialTerminal::hideEvent(QHideEvent* event) {
+    if (m_sinkInstalled) {
+        set_term_print_sink(std::move(m_previousSink));
+        m_previousSink = TermPrintSink();
+        m_sinkInstalled = false;
+    }
+    QDialog::hideEvent(event);
+}
+
+void open_terminal(QWidget* parent) {
+    static QPointer<DlgSerialTerminal> dialog;
+    if (dialog.isNull()) {
+        dialog = new DlgSerialTerminal(parent);
+    }
+    dialog->exec();
+}

@@ -1,0 +1,214 @@
+// The terminal window on the offscreen platform.
+#include "terminal/DlgSerialTerminal.h"
+#include "app/WorkFolder.h"
+#include "link/InstrumentProtocol.h"
+#include "link/ScriptedSerialPort.h"
+#include "link/SerialLink.h"
+#include "sim/Kelvo6Simulator.h"
+#include "support/TestSupport.h"
+#include "terminal/TermPrint.h"
+#include "terminal/TerminalView.h"
+#include "terminal/VortOShell.h"
+
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QPushButton>
+#include <QTextBlock>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+namespace {
+
+class TerminalGuiTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        WorkFolder::setPath(kelvotest::make_temp_dir(QStringLiteral("gui")));
+        dlg = std::make_unique<DlgSerialTerminal>();
+        QObject::connect(dlg.get(), &DlgSerialTerminal::commandFinished, [this](bool ok) {
+            ++finished;
+            lastOk = ok;
+        });
+    }
+    void TearDown() override {
+        dlg.reset();
+        close_comm();
+        set_serial_port_factory({});
+        if (sim) {
+            sim->stop();
+        }
+        WorkFolder::setPath(QString());
+        set_instrument_variant(QString());
+    }
+
+    template <typename T> T* child(const char* name) const {
+        T* w = dlg->findChild<T*>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+
+    // Types a line and presses Send, then waits for the command to end.
+    bool send(const QString& line) {
+        const int before = finished;
+        child<QComboBox>("edCommand")->setEditText(line);
+        child<QPushButton>("BtSend")->click();
+        EXPECT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 30000)) << line.toStdString();
+        QCoreApplication::processEvents(); // queued output still on its way
+        return lastOk;
+    }
+
+    QStringList viewLines() const {
+        QStringList lines;
+        for (QTextBlock b = dlg->view()->document()->begin(); b.isValid(); b = b.next()) {
+            lines << b.text();
+        }
+        return lines;
+    }
+
+    std::unique_ptr<DlgSerialTerminal> dlg;
+    std::unique_ptr<Kelvo6Simulator> sim;
+    int finished = 0;
+    bool lastOk = false;
+};
+
+TEST_F(TerminalGuiTest, WindowAndItsWidgets) {
+    EXPECT_EQ(dlg->windowTitle(), QStringLiteral("VortOS Terminal"));
+    const std::pair<const char*, const char*> buttons[] = {{"BtSend", "Send"},
+                                                           {"btClose", "Close"},
+                                                           {"btFileUpload", "File UpLoad"},
+                                                           {"btReadSerial", "Read Serial Port"}};
+    for (const auto& [name, text] : buttons) {
+        QPushButton* b = child<QPushButton>(name);
+        ASSERT_NE(b, nullptr);
+        EXPECT_EQ(b->text(), QString::fromLatin1(text));
+    }
+    EXPECT_FALSE(child<QPushButton>("btFileUpload")->isEnabled());
+    QComboBox* box = child<QComboBox>("edCommand");
+    ASSERT_NE(box, nullptr);
+    EXPECT_TRUE(box->isEditable());
+    QStringList items;
+    for (int i = 0; i < box->count(); ++i) {
+        items << box->itemText(i);
+    }
+    EXPECT_EQ(items, (QStringList{QStringLiteral("acqconf load 0"), QStringLiteral("hwconf load"),
+                                  QStringLiteral("$USER;"), QStringLiteral("$start:ACQ_CTD;"),
+                                  QStringLiteral("$stop;")}));
+    EXPECT_NE(dlg->findChild<TerminalView*>(QStringLiteral("Term")), nullptr);
+}
+
+TEST_F(TerminalGuiTest, HelpShowsAsColouredColumns) {
+    dlg->show();
+    EXPECT_TRUE(send(QStringLiteral("help")));
+    const QStringList lines = viewLines();
+    ASSERT_GE(lines.size(), 20);
+    EXPECT_EQ(lines[0], QStringLiteral("[ME] help"));
+    EXPECT_EQ(lines[1], QString());
+    EXPECT_EQ(lines[2], QStringLiteral("[HELP]:  Command        Description"));
+    EXPECT_EQ(lines[4], QStringLiteral("         acqconf        Manage VORTAN acquisition configurations"));
+    EXPECT_EQ(lines[5], QStringLiteral("         clear          Clear this terminal"));
+    EXPECT_EQ(lines[18],
+              QStringLiteral("         timetable      Manage VORTAN time programming configuration"));
+
+    // First row bright green, second bright white, the padding in the default colour.
+    auto colourAt = [&](int line, int column) {
+        const QTextBlock block = dlg->view()->document()->findBlockByNumber(line);
+        QTextCursor c(block);
+        c.setPosition(block.position() + column + 1);
+        return c.charFormat().foreground().color();
+    };
+    EXPECT_EQ(colourAt(4, 9), TerminalView::colourOf(92));
+    EXPECT_EQ(colourAt(5, 9), TerminalView::colourOf(97));
+    EXPECT_EQ(colourAt(6, 30), TerminalView::colourOf(92));
+    EXPECT_EQ(colourAt(2, 0), TerminalView::colourOf(0));
+    EXPECT_NE(TerminalView::colourOf(92), TerminalView::colourOf(97));
+
+    EXPECT_TRUE(send(QStringLiteral("clear")));
+    EXPECT_EQ(viewLines(), QStringList{QString()});
+}
+
+TEST_F(TerminalGuiTest, CommandRunsOffTheWindowThreadOneAtATime) {
+    sim = std::make_unique<Kelvo6Simulator>();
+    ASSERT_TRUE(sim->start());
+    ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
+    sim->setSilentCommands(1000, QStringLiteral("$HWCONFread"));
+    dlg->shell().context().setAnswerReads(15);
+    std::atomic<QThread*> clearThread{nullptr};
+    dlg->shell().context().setClearView([&] { clearThread = QThread::currentThread(); });
+    dlg->show();
+
+    EXPECT_TRUE(send(QStringLiteral("clear")));
+    EXPECT_NE(clearThread.load(), nullptr);
+    EXPECT_NE(clearThread.load(), QThread::currentThread());
+
+    const int before = finished;
+    child<QComboBox>("edCommand")->setEditText(QStringLiteral("hwconf load"));
+    child<QPushButton>("BtSend")->click();
+    // The click returned while the instrument is still silent: the command runs elsewhere.
+    EXPECT_TRUE(dlg->isBusy());
+    EXPECT_FALSE(child<QPushButton>("BtSend")->isEnabled());
+    EXPECT_FALSE(child<QPushButton>("btReadSerial")->isEnabled());
+    EXPECT_TRUE(kelvotest::wait_until([&] { return child<QLabel>("lblRunning")->isVisible(); }, 2000));
+    EXPECT_EQ(child<QLabel>("lblRunning")->text(), QStringLiteral("Running \"hwconf load\"..."));
+    // A second line is refused while the first runs.
+    child<QComboBox>("edCommand")->setEditText(QStringLiteral("su"));
+    dlg->on_BtSend_clicked();
+    // The window keeps handling events meanwhile.
+    EXPECT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 30000));
+    EXPECT_EQ(finished, before + 1);
+    EXPECT_FALSE(lastOk);
+    EXPECT_FALSE(dlg->isBusy());
+    EXPECT_TRUE(child<QPushButton>("BtSend")->isEnabled());
+    EXPECT_FALSE(child<QLabel>("lblRunning")->isVisible());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(sim->receivedLines().count(QStringLiteral("$HWCONFread;")), 1);
+    EXPECT_TRUE(viewLines().contains(QStringLiteral(
+        "        Error when processing VORTAN response. Maybe it does not have a valid hardware "
+        "configuration. Abort !")));
+}
+
+TEST_F(TerminalGuiTest, QuickCommandSentRawAndSerialReadDrains) {
+    auto script = std::make_shared<PortScript>();
+    script->onLine = [](const std::string& line, PortScript& s) {
+        if (line == "$USER;") {
+            s.answer("$starterr:30;\n");
+        }
+    };
+    set_serial_port_factory([script] { return std::make_unique<ScriptedSerialPort>(script); });
+    ASSERT_TRUE(init_comm(QStringLiteral("scripted"), 38400));
+    dlg->show();
+    QComboBox* box = child<QComboBox>("edCommand");
+    box->setCurrentIndex(2); // "$USER;"
+    const int before = finished;
+    child<QPushButton>("BtSend")->click();
+    ASSERT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 10000));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(script->lines, std::vector<std::string>{"$USER;"});
+    EXPECT_EQ(viewLines(),
+              (QStringList{QStringLiteral("[ME] $USER;"), QStringLiteral("[Raw]$starterr:30;")}));
+
+    script->answer("[PU]:first\n");
+    script->answer("[PU]:second\n");
+    child<QPushButton>("btReadSerial")->click();
+    ASSERT_TRUE(kelvotest::wait_until([&] { return finished > before + 1; }, 10000));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(viewLines().mid(2),
+              (QStringList{QStringLiteral("[Raw][PU]:first"), QStringLiteral("[Raw][PU]:second")}));
+}
+
+TEST_F(TerminalGuiTest, PrintsGoToTheViewOnlyWhileShown) {
+    term_print("before");
+    dlg->show();
+    term_print("shown");
+    child<QPushButton>("btClose")->click();
+    EXPECT_FALSE(dlg->isVisible());
+    term_print("after");
+    kelvotest::wait_until([] { return false; }, 100);
+    EXPECT_EQ(viewLines(), QStringList{QStringLiteral("shown")});
+    dlg->show(); // reopened: the same text
+    EXPECT_EQ(viewLines(), QStringList{QStringLiteral("shown")});
+}
+
+} // namespace
