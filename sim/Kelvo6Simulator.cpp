@@ -1,6 +1,9 @@
 #include "Kelvo6Simulator.h"
 
+#include "SimDemoCard.h"
+#include "SimFrame.h"
 #include "SimInstrument.h"
+#include "SimUdpLink.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,6 +17,7 @@
 #include <cstring>
 #include <deque>
 #include <fcntl.h>
+#include <functional>
 #include <mutex>
 #include <poll.h>
 #include <termios.h>
@@ -26,6 +30,8 @@ constexpr int kMaxLine = 1024;
 // Bytes waiting for a reader beyond this are dropped (nobody is listening on the line).
 constexpr qsizetype kMaxPendingOutput = 1 << 20;
 constexpr qsizetype kMaxRecordedBytes = 16 << 20;
+constexpr int kMaxLogLines = 10000;
+constexpr int kUdpFaultCount = 6;
 
 qint64 monotonicMs() {
     using namespace std::chrono;
@@ -71,7 +77,8 @@ QString systemError(const char* what) {
 struct Kelvo6Simulator::Impl {
     explicit Impl(const SimOptions& o)
         : opt(o)
-        , inst(o) {}
+        , inst(o)
+        , udp(o.allowNetwork, o.linkRateMbps) {}
 
     SimOptions opt;
     mutable std::mutex m;
@@ -84,6 +91,16 @@ struct Kelvo6Simulator::Impl {
 
     QStringList receivedLines;
     QByteArray receivedBytes;
+
+    // UDP side. The link itself is used by the serving thread only.
+    SimUdpLink udp;
+    int udpFaults[kUdpFaultCount] = {};
+    int udpDumps = 0;
+    std::uint32_t frameIndex = 0;
+    QStringList log;
+    QStringList logToEmit;
+    std::function<void(const QString&)> logSink;
+    std::mutex sinkMutex;
 
     int master = -1;
     int slaveKeep = -1; // our own slave descriptor: the master never sees a hang-up
@@ -109,7 +126,133 @@ struct Kelvo6Simulator::Impl {
     void queueAnswer(const QByteArray& line, SimReply reply, qint64 now);
     void flushOutput(qint64 now);
     void queue(qint64 due, const QByteArray& bytes);
+    // With the lock held.
+    void addLog(const QString& line);
+    void takeInstrumentLog();
+    SimDumpFaults takeUdpFaults();
+    // Without the lock.
+    void emitLog();
+    void runUdpJob(SimReply& reply, const SimDumpFaults& faults);
 };
+
+void Kelvo6Simulator::Impl::addLog(const QString& line) {
+    if (log.size() >= kMaxLogLines) {
+        log.removeFirst();
+    }
+    log << line;
+    logToEmit << line;
+}
+
+void Kelvo6Simulator::Impl::takeInstrumentLog() {
+    for (const QString& l : std::as_const(inst.pendingLog)) {
+        addLog(l);
+    }
+    inst.pendingLog.clear();
+}
+
+void Kelvo6Simulator::Impl::emitLog() {
+    QStringList lines;
+    std::function<void(const QString&)> sink;
+    {
+        std::lock_guard<std::mutex> lock(m);
+        lines.swap(logToEmit);
+    }
+    std::lock_guard<std::mutex> lock(sinkMutex);
+    if (logSink) {
+        for (const QString& l : lines) {
+            logSink(l);
+        }
+    }
+}
+
+SimDumpFaults Kelvo6Simulator::Impl::takeUdpFaults() {
+    bool on[kUdpFaultCount] = {};
+    for (int i = 0; i < kUdpFaultCount; ++i) {
+        if (udpFaults[i] > 0) {
+            --udpFaults[i];
+            on[i] = true;
+        }
+    }
+    SimDumpFaults f;
+    f.lose = on[int(SimUdpFault::LoseDatagram)];
+    f.duplicate = on[int(SimUdpFault::DuplicateDatagram)];
+    f.stray = on[int(SimUdpFault::StrayDatagram)];
+    f.noHeader = on[int(SimUdpFault::NoHeader)];
+    f.truncate = on[int(SimUdpFault::TruncatedFile)];
+    f.disconnect = on[int(SimUdpFault::Disconnect)];
+    return f;
+}
+
+void Kelvo6Simulator::Impl::runUdpJob(SimReply& reply, const SimDumpFaults& faults) {
+    const SimUdpJob& job = reply.udp;
+    QByteArray data;
+    int fileSize = -1;
+    QString what;
+    QStringList notes;
+    if (job.kind == SimUdpJob::Frame) {
+        data = SimFrame::live(frameIndex++, job.light, job.lightCorrection);
+        fileSize = int(data.size());
+        what = QStringLiteral("framedump (light %1, correction %2)")
+                   .arg(int(job.light))
+                   .arg(int(job.lightCorrection));
+    } else {
+        what = QStringLiteral("filedump %1").arg(job.cardPath);
+        if (!job.localPath.isEmpty()) {
+            QFile f(job.localPath);
+            const QFileInfo fi(job.localPath);
+            if (!fi.isFile()) {
+                notes << QStringLiteral("no such file on the card, announced as nothing to send");
+            } else if (fi.size() > qint64(INT32_MAX)) {
+                notes << QStringLiteral("file too large for a dump header, announced as nothing to send");
+            } else if (!f.open(QIODevice::ReadOnly)) {
+                notes << QStringLiteral("cannot read it (%1), announced as nothing to send")
+                             .arg(f.errorString());
+            } else {
+                data = f.readAll();
+                fileSize = int(data.size());
+            }
+        }
+    }
+    const SimDumpResult r =
+        udp.sendDump(job.host, job.port, data, fileSize, job.packetSize, faults, &stopping);
+    std::lock_guard<std::mutex> lock(m);
+    for (const QString& n : notes) {
+        addLog(what + QStringLiteral(": ") + n);
+    }
+    if (!r.sent) {
+        addLog(what + QStringLiteral(": ") + r.error);
+        if (job.kind == SimUdpJob::Frame) {
+            reply.text = "[PU]:$framedump:ERROR;\n";
+        }
+        return;
+    }
+    ++udpDumps;
+    QStringList faultNames;
+    const std::pair<bool, const char*> names[] = {
+        {faults.lose, "lost datagram"},      {faults.duplicate, "duplicated datagram"},
+        {faults.stray, "stray datagram"},    {faults.noHeader, "no header"},
+        {faults.truncate, "truncated file"}, {faults.disconnect, "disconnect"}};
+    for (const auto& [on, name] : names) {
+        if (on) {
+            faultNames << QLatin1String(name);
+        }
+    }
+    addLog(QStringLiteral("%1: %2 bytes announced, %3 data bytes in %4 datagrams of at most %5 to %6:%7%8")
+               .arg(what)
+               .arg(fileSize)
+               .arg(r.bytes)
+               .arg(r.datagrams)
+               .arg(job.packetSize)
+               .arg(job.host)
+               .arg(job.port)
+               .arg(faultNames.isEmpty()
+                        ? QString()
+                        : QStringLiteral(" (fault: %1)").arg(faultNames.join(QStringLiteral(", ")))));
+    if (!r.error.isEmpty()) {
+        addLog(what + QStringLiteral(": ") + r.error);
+    }
+    reply.text = job.answerAfter;
+}
 
 bool Kelvo6Simulator::Impl::loadState(QString* error) {
     if (opt.stateFile.isEmpty()) {
@@ -251,17 +394,35 @@ void Kelvo6Simulator::Impl::processLines(qint64 now) {
     while (!pendingLines.empty() && out.empty() && now >= busyUntil && now >= deafUntil) {
         const QByteArray line = pendingLines.front();
         pendingLines.pop_front();
-        std::lock_guard<std::mutex> lock(m);
-        receivedLines << QString::fromLatin1(line.left(kMaxLine + 1));
-        if (silent.take(line)) {
-            continue; // lost: the instrument never heard it
+        SimReply reply;
+        SimDumpFaults faults;
+        {
+            std::lock_guard<std::mutex> lock(m);
+            receivedLines << QString::fromLatin1(line.left(kMaxLine + 1));
+            if (silent.take(line)) {
+                continue; // lost: the instrument never heard it
+            }
+            reply = inst.handle(line, now);
+            takeInstrumentLog();
+            if (inst.dirty) {
+                saveState();
+            }
+            if (reply.udp.kind == SimUdpJob::None) {
+                queueAnswer(line, reply, now);
+                continue;
+            }
+            faults = takeUdpFaults();
         }
-        const SimReply reply = inst.handle(line, now);
-        if (inst.dirty) {
-            saveState();
+        // The transfer runs without the lock, so that tests and the executable can watch it.
+        emitLog();
+        runUdpJob(reply, faults);
+        now = monotonicMs();
+        {
+            std::lock_guard<std::mutex> lock(m);
+            queueAnswer(line, reply, now);
         }
-        queueAnswer(line, reply, now);
     }
+    emitLog();
 }
 
 void Kelvo6Simulator::Impl::flushOutput(qint64 now) {
@@ -391,14 +552,29 @@ QString Kelvo6Simulator::behaviourText() {
         "                       HF: PU serial, PU firmware, sensor, width, height, flash driver,\n"
         "                           SD remaining MB (6), SD total MB (7), PU temperature\n"
         "  $PU:makefs;          \"[PU]:$makefs:OK,<total MB>,<free MB>,3,64;\" (exFAT, 64-sector clusters)\n"
-        "                       or \"[PU]:$makefs:FAILED,<code>;\" (--makefs-fail)\n"
-        "  $PU:treeupdate;      \"[PU]:$treeupdate:OK;\"\n"
+        "                       or \"[PU]:$makefs:FAILED,<code>;\" (--makefs-fail); empties the --card "
+        "folder\n"
+        "  $PU:treeupdate;      \"[PU]:$treeupdate:OK;\"; rewrites \"tree.txt\" at the card's root: every\n"
+        "                       file as \"a/b/c/file\", byte-sorted, one per line ended by a line feed\n"
         "  $PU:datareq;         first request \"[PU]:$datareq:OK;\" (\"...:FAILED;\" without synthetic "
         "data),\n"
         "                       then one \"[PU]:<line>\" per request, then \"[PU]:$datareq:$eof;\"\n"
-        "                       (\"[PU]:$datareq:ERROR;\" on a read error); any other command ends it\n"
-        "  $PU:framedump,<a>,<b>;  \"[PU]:$framedump:ERROR;\": this build sends no UDP frames\n"
-        "  $PU:filedump,...; $PU:imgparamset,...; $PU:transferfunc,...;  no serial answer\n"
+        "                       (\"[PU]:$datareq:ERROR;\" on a read error); any other command ends it.\n"
+        "                       With --card the lines come from the synthetic file of the latest\n"
+        "                       sequence folder (named yyyyMMdd-HHmmss); none there: FAILED\n"
+        "UDP (to 127.0.0.0/8 only unless --allow-network; paced at --link-rate, default 100 Mbit/s):\n"
+        "  every dump is a 16-byte header (little-endian int32 packet count, file size, packet\n"
+        "  size, 0) and the data datagrams. A missing file or a card path that is absolute or\n"
+        "  holds \"..\" is announced with size -1 and 0 packets.\n"
+        "  $PU:filedump,<path>;  to the $PU:ethlink,2,... destination in --packet-size datagrams\n"
+        "                       (default 8192); no serial answer (nothing sent without a destination)\n"
+        "  $PU:filedump,<path>,<host>,<port>,<mac>;  to host:port in 1024-byte datagrams\n"
+        "  $PU:framedump,<light>,<correction>;  a 2056 x 2464 frame (5,065,984 bytes) in --packet-size\n"
+        "                       datagrams, then \"[PU]:$framedump:OK;\" on the serial line\n"
+        "                       (\"[PU]:$framedump:ERROR;\" without a destination or when refused)\n"
+        "  $PU:imgparamset,...; $PU:transferfunc,...;  no serial answer\n"
+        "  faults on request: a lost, duplicated or stray (20-byte, other port) datagram, no header,\n"
+        "  a truncated file (last datagram halved), a disconnect after half the datagrams\n"
         "  while the PU is off any $PU: command gets \"$PU:OFF;\"; while it boots, no answer at all\n"
         "Refusals:\n"
         "  a line that is not \"$...;\", holds control or non-ASCII bytes (NUL included) or is\n"
@@ -433,6 +609,18 @@ bool Kelvo6Simulator::start(QString* error) {
     }
     if (d->opt.sdTotalMb <= 0 || d->opt.sdFreeMb < 0 || d->opt.sdFreeMb > d->opt.sdTotalMb) {
         err = QStringLiteral("SD sizes must satisfy 0 <= free <= total and total > 0");
+        return false;
+    }
+    if (!(d->opt.linkRateMbps >= 0) || d->opt.linkRateMbps > 1e6) {
+        err = QStringLiteral("the link rate must be from 0 (unpaced) to 1000000 Mbit/s");
+        return false;
+    }
+    if (d->opt.packetSize < 1 || d->opt.packetSize > SimUdpLink::kMaxDatagram) {
+        err = QStringLiteral("the packet size must be from 1 to %1 bytes").arg(SimUdpLink::kMaxDatagram);
+        return false;
+    }
+    if (!d->opt.cardDir.isEmpty() && !QFileInfo(d->opt.cardDir).isDir()) {
+        err = QStringLiteral("the card folder \"%1\" does not exist").arg(d->opt.cardDir);
         return false;
     }
     {
@@ -522,6 +710,34 @@ void Kelvo6Simulator::setGarbleNextAnswers(int n, const QString& onlyFor) {
 void Kelvo6Simulator::setTruncateNextAnswers(int n, const QString& onlyFor) {
     std::lock_guard<std::mutex> lock(d->m);
     d->truncate = {std::max(0, n), onlyFor};
+}
+
+void Kelvo6Simulator::setUdpFault(SimUdpFault fault, int dumps) {
+    std::lock_guard<std::mutex> lock(d->m);
+    d->udpFaults[int(fault)] = std::max(0, dumps);
+}
+
+void Kelvo6Simulator::setLinkRateMbps(double mbps) {
+    d->udp.setLinkRateMbps(std::max(0.0, mbps));
+}
+
+QStringList Kelvo6Simulator::logLines() const {
+    std::lock_guard<std::mutex> lock(d->m);
+    return d->log;
+}
+
+void Kelvo6Simulator::setLogSink(std::function<void(const QString&)> sink) {
+    std::lock_guard<std::mutex> lock(d->sinkMutex);
+    d->logSink = std::move(sink);
+}
+
+int Kelvo6Simulator::udpDumpCount() const {
+    std::lock_guard<std::mutex> lock(d->m);
+    return d->udpDumps;
+}
+
+bool Kelvo6Simulator::makeDemoCard(const QString& dir, quint32 seed, QString* error) {
+    return SimDemoCard::make(dir, seed, error);
 }
 
 void Kelvo6Simulator::setBusy(bool busy) {

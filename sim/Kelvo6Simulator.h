@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 // An in-process Kelvo6 instrument. It opens a pseudo-terminal, serves the supervision unit's
@@ -48,6 +49,17 @@ struct SimEthlinkDestination {
     QString mac;   // empty when not given
 };
 
+// Faults of the processing unit's UDP side, each applied to a number of coming dumps (file or
+// frame dumps alike).
+enum class SimUdpFault {
+    LoseDatagram,      // the second data datagram (the first of a one-datagram file) is not sent
+    DuplicateDatagram, // the second data datagram (the first of a one-datagram file) is sent twice
+    StrayDatagram,     // a 20-byte datagram from another port arrives before the header
+    NoHeader,          // the data datagrams come without their header
+    TruncatedFile,     // the header announces the whole file; the last datagram carries half its bytes
+    Disconnect,        // the link drops after half of the data datagrams
+};
+
 struct SimOptions {
     QString variant = QStringLiteral("LP"); // "LP" or "HF"
     // Camera serial number: Camera_ref of a fresh hardware configuration and the PU serial of
@@ -65,8 +77,14 @@ struct SimOptions {
     QString stateFile;
     // The SD card, a folder on disk (file dumps and the demo card; unused by the serial side).
     QString cardDir;
-    // Let UDP go to non-loopback destinations (UDP side).
+    // Let UDP go to non-loopback destinations. Without it a dump to an address outside
+    // 127.0.0.0/8 is refused with a log line and nothing is sent.
     bool allowNetwork = false;
+    // Pacing of UDP sending in Mbit/s of data; 0 sends as fast as the host's stack takes it.
+    double linkRateMbps = 100;
+    // Datagram size of the device form of "$PU:filedump" and of "$PU:framedump" (announced in
+    // the header). The terminal form always uses 1024-byte datagrams.
+    int packetSize = 8192;
     SimAutocheck autocheck = SimAutocheck::Passed;
     int sdTotalMb = 30436;
     int sdFreeMb = 29872;
@@ -129,6 +147,20 @@ public:
     // After n data lines "$PU:datareq;" answers "[PU]:$datareq:ERROR;\n"; -1 turns it off.
     void setDatareqErrorAfter(int n);
 
+    // Faults of the UDP side for the next `dumps` dumps (0 clears that fault).
+    void setUdpFault(SimUdpFault fault, int dumps = 1);
+    void setLinkRateMbps(double mbps);
+
+    // --- The simulator's own log: refused destinations, bad card paths, what was sent. -----
+    QStringList logLines() const;
+    // Called (from the serving thread) with every new log line; the executable prints them.
+    void setLogSink(std::function<void(const QString&)> sink);
+
+    // Writes a realistic demo SD card into `dir` (new or empty): sequences in three folder
+    // levels named after their start time, data and synthetic files, vignettes, raw frames, an
+    // "AUTOCHECK" folder and "tree.txt". The same seed gives the same bytes.
+    static bool makeDemoCard(const QString& dir, quint32 seed = 1, QString* error = nullptr);
+
     // --- State, for tests and the demo mode. ---------------------------------------------
     SimMode mode() const;
     SimPuState puState() const;
@@ -147,6 +179,8 @@ public:
     QString runningAcquisition() const;
     // Every command line received, in order (without the line feed), and the raw bytes.
     QStringList receivedLines() const;
+    // Dumps carried out over UDP so far (file and frame dumps, refused ones left out).
+    int udpDumpCount() const;
     QByteArray receivedBytes() const;
     void clearReceived();
 

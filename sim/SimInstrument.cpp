@@ -19,6 +19,10 @@ constexpr qint64 kRealisticMakefsMs = 3000;
 constexpr qint64 kRealisticTreeupdateMs = 1500;
 constexpr qint64 kRealisticRebootMs = 3000;
 
+// Error code of a failed format when the card folder cannot be emptied (the system's EIO).
+constexpr int kCardIoError = 5;
+constexpr int kTerminalPacketSize = 1024;
+
 const char kSyntaxError[] = "$error:SYNTAX;\n";
 const char kUnknown[] = "$error:UNKNOWN;\n";
 
@@ -50,7 +54,8 @@ quint32 mix(quint32 x) {
 } // namespace
 
 SimInstrument::SimInstrument(const SimOptions& options)
-    : m_opt(options) {
+    : m_opt(options)
+    , m_card(options.cardDir) {
     const bool hf = m_opt.variant == QLatin1String("HF");
     m_serial = m_opt.serial.isEmpty() ? (hf ? QStringLiteral("K6HF-0001") : QStringLiteral("K6LP-0001"))
                                       : m_opt.serial;
@@ -462,16 +467,36 @@ SimReply SimInstrument::puCommand(const QString& name, const QStringList& args, 
         if (makefsFailure != 0) {
             return puAnswer(QStringLiteral("FAILED,%1").arg(makefsFailure), delay);
         }
+        QString why;
+        if (m_card.isSet() && !m_card.format(&why)) {
+            pendingLog << QStringLiteral("makefs: %1").arg(why);
+            return puAnswer(QStringLiteral("FAILED,%1").arg(kCardIoError), delay);
+        }
         // An empty exFAT card keeps a little room for its own tables.
         m_sdFreeMb = std::max(0, m_opt.sdTotalMb - 16);
         synthetic.clear();
         return puAnswer(QStringLiteral("OK,%1,%2,3,64").arg(m_opt.sdTotalMb).arg(m_sdFreeMb), delay);
     }
     if (cmd == QLatin1String("treeupdate")) {
-        return puAnswer(QStringLiteral("OK"), m_opt.realistic ? kRealisticTreeupdateMs : -1);
+        const qint64 delay = m_opt.realistic ? kRealisticTreeupdateMs : -1;
+        QString why;
+        if (m_card.isSet() && !m_card.updateTree(&why)) {
+            pendingLog << QStringLiteral("treeupdate: %1").arg(why);
+            return puAnswer(QStringLiteral("FAILED"), delay);
+        }
+        return puAnswer(QStringLiteral("OK"), delay);
     }
     if (cmd == QLatin1String("datareq")) {
         if (m_datareqPos < 0) {
+            if (m_card.isSet()) {
+                // The card is the truth: the last sequence's synthetic file, read afresh.
+                QString source;
+                synthetic = m_card.lastSyntheticLines(&source);
+                pendingLog
+                    << (synthetic.isEmpty()
+                            ? QStringLiteral("datareq: the last sequence has no synthetic file")
+                            : QStringLiteral("datareq: %1 (%2 lines)").arg(source).arg(synthetic.size()));
+            }
             if (synthetic.isEmpty()) {
                 return puAnswer(QStringLiteral("FAILED"));
             }
@@ -489,14 +514,75 @@ SimReply SimInstrument::puCommand(const QString& name, const QStringList& args, 
         return puAnswer(QStringLiteral("$eof"));
     }
     if (cmd == QLatin1String("framedump")) {
-        // Frames travel over UDP, which this build of the simulator does not send yet.
-        return puAnswer(QStringLiteral("ERROR"));
+        return frameDump(args);
     }
-    if (cmd == QLatin1String("filedump") || cmd == QLatin1String("imgparamset") ||
-        cmd == QLatin1String("transferfunc")) {
-        return SimReply(); // the data goes over UDP; nothing on the serial line
+    if (cmd == QLatin1String("filedump")) {
+        return fileDump(args);
+    }
+    if (cmd == QLatin1String("imgparamset") || cmd == QLatin1String("transferfunc")) {
+        return SimReply(); // applied silently
     }
     return answer(QLatin1String(kUnknown));
+}
+
+SimReply SimInstrument::fileDump(const QStringList& args) {
+    SimReply r;
+    SimUdpJob& job = r.udp;
+    if (args.size() == 1) {
+        // Device form: to the destination named by "$PU:ethlink,2,...".
+        if (ethlink.mode != 2 || ethlink.host.isEmpty()) {
+            pendingLog << QStringLiteral("filedump %1: no Ethernet destination named ($PU:ethlink,2,...); "
+                                         "nothing sent")
+                              .arg(args[0]);
+            return r;
+        }
+        job.host = ethlink.host;
+        job.port = ethlink.port;
+        job.packetSize = m_opt.packetSize;
+    } else if (args.size() == 4) {
+        // Terminal form: the destination travels with the request; 1 KiB datagrams.
+        static const QRegularExpression portRe(QStringLiteral("^[0-9]{1,5}$"));
+        if (!portRe.match(args[2]).hasMatch()) {
+            pendingLog << QStringLiteral("filedump %1: bad port \"%2\"; nothing sent").arg(args[0], args[2]);
+            return answer(QStringLiteral("[PU]:$filedump:ERROR;\n"));
+        }
+        job.host = args[1];
+        job.port = args[2].toInt();
+        job.packetSize = kTerminalPacketSize;
+    } else {
+        pendingLog
+            << QStringLiteral("filedump: %1 arguments (1 or 4 expected); nothing sent").arg(args.size());
+        return answer(QStringLiteral("[PU]:$filedump:ERROR;\n"));
+    }
+    job.kind = SimUdpJob::File;
+    job.cardPath = args[0];
+    QString why;
+    job.localPath = m_card.localPath(args[0], &why);
+    if (job.localPath.isEmpty()) {
+        pendingLog << QStringLiteral("filedump %1: %2; announced as nothing to send").arg(args[0], why);
+    }
+    return r;
+}
+
+SimReply SimInstrument::frameDump(const QStringList& args) {
+    static const QRegularExpression flagRe(QStringLiteral("^[0-9]{1,3}$"));
+    if (args.size() != 2 || !flagRe.match(args[0]).hasMatch() || !flagRe.match(args[1]).hasMatch()) {
+        return answer(QStringLiteral("[PU]:$framedump:ERROR;\n"));
+    }
+    if (ethlink.mode != 2 || ethlink.host.isEmpty()) {
+        pendingLog << QStringLiteral(
+            "framedump: no Ethernet destination named ($PU:ethlink,2,...); nothing sent");
+        return answer(QStringLiteral("[PU]:$framedump:ERROR;\n"));
+    }
+    SimReply r;
+    r.udp.kind = SimUdpJob::Frame;
+    r.udp.host = ethlink.host;
+    r.udp.port = ethlink.port;
+    r.udp.packetSize = m_opt.packetSize;
+    r.udp.light = args[0].toInt() != 0;
+    r.udp.lightCorrection = args[1].toInt() != 0;
+    r.udp.answerAfter = "[PU]:$framedump:OK;\n";
+    return r;
 }
 
 void SimInstrument::startAcquisition(int slot, qint64 nowMs) {

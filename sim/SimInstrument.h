@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Kelvo6Simulator.h"
+#include "SimCard.h"
 #include "SimTimeProgram.h"
 
 #include <QByteArray>
@@ -12,10 +13,25 @@
 
 // What the instrument does with one received line: the answer (possibly empty: no answer), how
 // long after the command it is sent, and how long the instrument then ignores the line (reboot).
+// A transfer the processing unit starts over UDP, carried out by the caller outside the lock.
+struct SimUdpJob {
+    enum Kind { None, File, Frame };
+    Kind kind = None;
+    QString host;
+    int port = 0;
+    int packetSize = 0;
+    QString cardPath;             // File: as the host asked for it
+    QString localPath;            // File: empty when the card path was refused (sent as "nothing to send")
+    bool light = false;           // Frame
+    bool lightCorrection = false; // Frame
+    QByteArray answerAfter;       // serial answer once the data has gone out
+};
+
 struct SimReply {
     QByteArray text;
     qint64 delayMs = 0;
     qint64 deafMs = 0;
+    SimUdpJob udp;
 };
 
 // The instrument's behaviour without any input/output: the supervision unit's command set, its
@@ -54,12 +70,16 @@ public:
     SimAutocheck autocheck = SimAutocheck::Passed;
     QStringList synthetic;
     int datareqErrorAfter = -1;
+    // Lines for the simulator's log, taken by the caller after each command.
+    QStringList pendingLog;
 
 private:
     SimReply dispatch(const QString& name, const QStringList& args, bool hasArgs, qint64 nowMs);
     SimReply puCommand(const QString& name, const QStringList& args, qint64 nowMs);
     SimReply answer(const QString& text, qint64 delayMs = -1) const;
     qint64 commandDelay() const;
+    SimReply fileDump(const QStringList& args);
+    SimReply frameDump(const QStringList& args);
     QString clockText() const;
     QString powerText(qint64 nowMs) const;
     QString hwinfoText(qint64 nowMs) const;
@@ -68,6 +88,7 @@ private:
     void stopAcquisition();
 
     SimOptions m_opt;
+    SimCard m_card;
     QString m_serial;
     QString m_firmware;
     qint64 m_puStartupMs = 0;

@@ -1,6 +1,9 @@
 // kelvo6-sim: a Kelvo6 instrument on a pseudo-terminal. The first line of standard output is
-// the device path to connect to; it serves until SIGINT or SIGTERM.
+// the device path to connect to; it serves until SIGINT or SIGTERM. Its own log (UDP dumps,
+// refused destinations, card errors) goes to standard error.
+// `kelvo6-sim --make-card DIR [--seed N]` writes a demo SD card and exits.
 #include "Kelvo6Simulator.h"
+#include "SimDemoCard.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -87,11 +90,36 @@ int main(int argc, char** argv) {
          QStringLiteral("Keep the configurations and the clock offset in this JSON file across runs."),
          QStringLiteral("file")},
         {QStringLiteral("card"),
-         QStringLiteral(
-             "Folder that stands for the SD card (for the UDP side, which this build does not send yet)."),
+         QStringLiteral("Folder that stands for the SD card: file dumps, tree.txt, datareq, makefs."),
          QStringLiteral("dir")},
         {QStringLiteral("allow-network"),
-         QStringLiteral("Allow UDP to non-loopback destinations (UDP side, not in this build).")},
+         QStringLiteral("Allow UDP to destinations outside 127.0.0.0/8 (refused otherwise).")},
+        {QStringLiteral("link-rate"),
+         QStringLiteral("Pace UDP sending at this rate in Mbit/s (default 100; 0 unpaced)."),
+         QStringLiteral("Mbit/s")},
+        {QStringLiteral("packet-size"),
+         QStringLiteral("Datagram size of device-form file dumps and frame dumps (default 8192)."),
+         QStringLiteral("bytes")},
+        {QStringLiteral("lose-datagram"),
+         QStringLiteral("Lose one data datagram in each of the next N dumps."), QStringLiteral("N")},
+        {QStringLiteral("duplicate-datagram"),
+         QStringLiteral("Send one data datagram twice in each of the next N dumps."), QStringLiteral("N")},
+        {QStringLiteral("stray-datagram"),
+         QStringLiteral("Send a 20-byte datagram from another port before the header of the next N dumps."),
+         QStringLiteral("N")},
+        {QStringLiteral("no-header"), QStringLiteral("Leave out the header of the next N dumps."),
+         QStringLiteral("N")},
+        {QStringLiteral("truncate-file"),
+         QStringLiteral(
+             "Halve the last datagram of the next N dumps (the header still announces the whole file)."),
+         QStringLiteral("N")},
+        {QStringLiteral("disconnect"),
+         QStringLiteral("Drop the link after half of the datagrams of the next N dumps."),
+         QStringLiteral("N")},
+        {QStringLiteral("make-card"),
+         QStringLiteral("Write a demo SD card into this new or empty folder and exit."),
+         QStringLiteral("dir")},
+        {QStringLiteral("seed"), QStringLiteral("Seed of the demo card (default 1)."), QStringLiteral("N")},
         {QStringLiteral("autocheck"),
          QStringLiteral("Self-check result: passed (default), 49, 59, 69 or 79."), QStringLiteral("result")},
         {QStringLiteral("pu-fail"), QStringLiteral("The PU powers but never becomes ready.")},
@@ -127,8 +155,29 @@ int main(int argc, char** argv) {
         return 2;
     }
 
-    SimOptions o;
     QString error;
+    if (p.isSet(QStringLiteral("make-card"))) {
+        bool seedOk = true;
+        const quint32 seed =
+            p.isSet(QStringLiteral("seed")) ? p.value(QStringLiteral("seed")).toUInt(&seedOk) : 1U;
+        if (!seedOk) {
+            std::fprintf(stderr,
+                         "kelvo6-sim: --seed expects a whole number from 0 to 4294967295, not \"%s\"\n",
+                         qPrintable(p.value(QStringLiteral("seed"))));
+            return 2;
+        }
+        SimDemoCardReport report;
+        if (!SimDemoCard::make(p.value(QStringLiteral("make-card")), seed, &error, &report)) {
+            std::fprintf(stderr, "kelvo6-sim: %s\n", qPrintable(error));
+            return 1;
+        }
+        std::printf("demo card written to %s: %d sequences and AUTOCHECK, %d files, %lld bytes (seed %u)\n",
+                    qPrintable(p.value(QStringLiteral("make-card"))), report.sequences, report.files,
+                    static_cast<long long>(report.bytes), seed);
+        return 0;
+    }
+
+    SimOptions o;
     int n = 0;
     o.variant = p.isSet(QStringLiteral("variant")) ? p.value(QStringLiteral("variant")) : o.variant;
     o.serial = p.value(QStringLiteral("serial"));
@@ -140,7 +189,17 @@ int main(int argc, char** argv) {
     bool ok = readInt(p, QStringLiteral("pu-startup-ms"), 0, 3600000, &o.puStartupMs, &error) &&
               readInt(p, QStringLiteral("split-pause-ms"), 101, 60000, &o.splitPauseMs, &error) &&
               readInt(p, QStringLiteral("sd-total"), 1, 1 << 30, &o.sdTotalMb, &error) &&
-              readInt(p, QStringLiteral("sd-free"), 0, 1 << 30, &o.sdFreeMb, &error);
+              readInt(p, QStringLiteral("sd-free"), 0, 1 << 30, &o.sdFreeMb, &error) &&
+              readInt(p, QStringLiteral("packet-size"), 1, 65507, &o.packetSize, &error);
+    if (ok && p.isSet(QStringLiteral("link-rate"))) {
+        bool rateOk = false;
+        o.linkRateMbps = p.value(QStringLiteral("link-rate")).toDouble(&rateOk);
+        if (!rateOk || !(o.linkRateMbps >= 0) || o.linkRateMbps > 1e6) {
+            error = QStringLiteral("--link-rate expects Mbit/s from 0 (unpaced) to 1000000, not \"%1\"")
+                        .arg(p.value(QStringLiteral("link-rate")));
+            ok = false;
+        }
+    }
     if (ok && p.isSet(QStringLiteral("autocheck")) &&
         !readAutocheck(p.value(QStringLiteral("autocheck")), &o.autocheck)) {
         error = QStringLiteral("--autocheck expects passed, 49, 59, 69 or 79, not \"%1\"")
@@ -175,6 +234,27 @@ int main(int argc, char** argv) {
             c.apply(sim, n, only);
         }
     }
+    const struct {
+        const char* name;
+        SimUdpFault fault;
+    } udpFaults[] = {{"lose-datagram", SimUdpFault::LoseDatagram},
+                     {"duplicate-datagram", SimUdpFault::DuplicateDatagram},
+                     {"stray-datagram", SimUdpFault::StrayDatagram},
+                     {"no-header", SimUdpFault::NoHeader},
+                     {"truncate-file", SimUdpFault::TruncatedFile},
+                     {"disconnect", SimUdpFault::Disconnect}};
+    for (const auto& f : udpFaults) {
+        n = 0;
+        if (!readInt(p, QLatin1String(f.name), 0, 1000000, &n, &error)) {
+            std::fprintf(stderr, "kelvo6-sim: %s\n", qPrintable(error));
+            return 2;
+        }
+        sim.setUdpFault(f.fault, n);
+    }
+    sim.setLogSink([](const QString& line) {
+        std::fprintf(stderr, "kelvo6-sim: %s\n", qPrintable(line));
+        std::fflush(stderr);
+    });
     sim.setSplitAnswers(p.isSet(QStringLiteral("split")));
     sim.setBusy(p.isSet(QStringLiteral("busy")));
     sim.setPuStartFailure(p.isSet(QStringLiteral("pu-fail")));

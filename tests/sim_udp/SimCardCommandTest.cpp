@@ -1,0 +1,118 @@
+// The card commands on a card folder: the file list rebuilt, the synthetic data of the last
+// sequence, formatting.
+#include "UdpSession.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QString cardWithFiles(const QStringList& paths) {
+    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
+    for (const QString& p : paths) {
+        EXPECT_TRUE(kelvotest::write_file(card + QLatin1Char('/') + p, p.toUtf8()));
+    }
+    return card;
+}
+
+TEST(TreeUpdate, RewritesTheListingFromTheFolder) {
+    const QString card = cardWithFiles({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
+                                        QStringLiteral("acq/202401/20240102-000000/img_0000/b.vig"),
+                                        QStringLiteral("acq/202401/20240102-000000/img_0000/a.raw"),
+                                        QStringLiteral("AUTOCHECK/20240101-000000_autocheck_data.txt"),
+                                        QStringLiteral("Zeta/x/y/z.txt")});
+    ASSERT_TRUE(kelvotest::write_file(card + QStringLiteral("/tree.txt"), "stale/listing/from/before.txt\n"));
+    UdpSession u(cardOptions(card));
+    EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:OK;\n"));
+    // Byte order: upper case before lower case; the listing does not list itself.
+    EXPECT_EQ(kelvotest::read_file(card + QStringLiteral("/tree.txt")),
+              QByteArray("AUTOCHECK/20240101-000000_autocheck_data.txt\n"
+                         "Zeta/x/y/z.txt\n"
+                         "acq/202401/20240102-000000/20240102-000000_data.txt\n"
+                         "acq/202401/20240102-000000/img_0000/a.raw\n"
+                         "acq/202401/20240102-000000/img_0000/b.vig\n"));
+
+    // The new listing travels like any file.
+    u.send(u.terminalDump("tree.txt"));
+    const auto got = u.rx.receiveAll();
+    ASSERT_GE(got.size(), 2u);
+    EXPECT_EQ(joined(got, 1), kelvotest::read_file(card + QStringLiteral("/tree.txt")));
+}
+
+TEST(TreeUpdate, AnEmptyCardGivesAnEmptyListing) {
+    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
+    UdpSession u(cardOptions(card));
+    EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:OK;\n"));
+    EXPECT_TRUE(QFileInfo(card + QStringLiteral("/tree.txt")).isFile());
+    EXPECT_EQ(kelvotest::read_file(card + QStringLiteral("/tree.txt")), QByteArray());
+}
+
+TEST(TreeUpdate, ACardFolderRemovedUnderTheSimulatorFails) {
+    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
+    UdpSession u(cardOptions(card));
+    ASSERT_TRUE(QDir(card).removeRecursively());
+    EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:FAILED;\n"));
+}
+
+TEST(Datareq, ServesTheSyntheticFileOfTheLatestSequence) {
+    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
+    ASSERT_TRUE(kelvotest::write_file(
+        card + QStringLiteral("/acq/202401/20240101-000000/20240101-000000_synthetic.txt"),
+        "1,5.00,10,6,3,1\n"));
+    ASSERT_TRUE(kelvotest::write_file(
+        card + QStringLiteral("/acq/202401/20240102-083000/20240102-083000_synthetic.txt"),
+        "1,2.50,300,180,90,30\r\n2,7.25,250,150,75,25\n\n"));
+    ASSERT_TRUE(kelvotest::write_file(
+        card + QStringLiteral("/acq/202312/20231231-235959/20231231-235959_synthetic.txt"),
+        "9,9.00,9,9,0,0\n"));
+    UdpSession u(cardOptions(card));
+    const struct {
+        const char* answer;
+    } expected[] = {{"[PU]:$datareq:OK;\n"},
+                    {"[PU]:1,2.50,300,180,90,30\n"},
+                    {"[PU]:2,7.25,250,150,75,25\n"},
+                    {"[PU]:$datareq:$eof;\n"}};
+    for (const auto& e : expected) {
+        EXPECT_EQ(u.s("$PU:datareq;"), QByteArray(e.answer));
+    }
+    // Read afresh at the next request: a newer sequence without synthetic file means FAILED.
+    ASSERT_TRUE(kelvotest::write_file(
+        card + QStringLiteral("/acq/202401/20240103-000000/20240103-000000_data.txt"), "HW_CONF,x;\n"));
+    EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
+}
+
+TEST(Datareq, ACardWithoutSequencesFails) {
+    UdpSession u(cardOptions(cardWithFiles({QStringLiteral("AUTOCHECK/x_synthetic.txt")})));
+    EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
+}
+
+TEST(Makefs, EmptiesTheCardButKeepsItsFolder) {
+    const QString card = cardWithFiles({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
+                                        QStringLiteral("AUTOCHECK/a.raw"), QStringLiteral("tree.txt"),
+                                        QStringLiteral(".hidden")});
+    const QString outside = QFileInfo(card).absolutePath() + QStringLiteral("/beside-the-card.txt");
+    ASSERT_TRUE(kelvotest::write_file(outside, "kept"));
+    UdpSession u(cardOptions(card));
+    EXPECT_EQ(u.s("$PU:makefs;"), QByteArray("[PU]:$makefs:OK,30436,30420,3,64;\n"));
+    EXPECT_TRUE(QFileInfo(card).isDir());
+    EXPECT_EQ(QDir(card).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
+              QStringList());
+    EXPECT_EQ(kelvotest::read_file(outside), QByteArray("kept"));
+    // Nothing left to list, nothing left to serve.
+    EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:OK;\n"));
+    EXPECT_EQ(kelvotest::read_file(card + QStringLiteral("/tree.txt")), QByteArray());
+    EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
+}
+
+TEST(Makefs, TheInjectedFailureLeavesTheCardAlone) {
+    const QString card = cardWithFiles({QStringLiteral("a/b/c/x_data.txt")});
+    UdpSession u(cardOptions(card));
+    u.s.sim->setMakefsFailure(7);
+    EXPECT_EQ(u.s("$PU:makefs;"), QByteArray("[PU]:$makefs:FAILED,7;\n"));
+    EXPECT_TRUE(QFileInfo(card + QStringLiteral("/a/b/c/x_data.txt")).isFile());
+}
+
+} // namespace

@@ -1,0 +1,278 @@
+// The demo card: its layout as the download page and the data-file reader expect it, its
+// reproducibility, and serving it over UDP.
+#include "sim/SimDemoCard.h"
+#include "UdpSession.h"
+#include "support/TestSupport.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+namespace {
+
+// Every file of a folder with its content hash, by relative path.
+std::map<QString, QByteArray> snapshot(const QString& dir) {
+    std::map<QString, QByteArray> out;
+    QDirIterator it(dir, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        out[QDir(dir).relativeFilePath(path)] =
+            QCryptographicHash::hash(kelvotest::read_file(path), QCryptographicHash::Sha256);
+    }
+    return out;
+}
+
+QString makeCard(quint32 seed, SimDemoCardReport* report = nullptr) {
+    const QString dir = kelvotest::make_temp_dir(QStringLiteral("demo")) + QStringLiteral("/card");
+    QString error;
+    EXPECT_TRUE(SimDemoCard::make(dir, seed, &error, report)) << error.toStdString();
+    return dir;
+}
+
+struct SeqFiles {
+    QString dir;
+    QString data, synthetic;
+    int vig = 0;
+    int raw = 0;
+};
+
+// The listing classified the way the download page does it.
+std::map<QString, SeqFiles> classify(const QByteArray& tree) {
+    static const QRegularExpression three(QStringLiteral("^([^/]+)/([^/]+)/([^/]+)/(.+)$"));
+    static const QRegularExpression autocheck(QStringLiteral("^AUTOCHECK/(.+)$"));
+    std::map<QString, SeqFiles> out;
+    for (const QByteArray& raw : tree.split('\n')) {
+        const QString line = QString::fromUtf8(raw);
+        QString key, dir, file;
+        if (const auto m = three.match(line); m.hasMatch()) {
+            key = m.captured(3);
+            dir = m.captured(1) + '/' + m.captured(2) + '/' + m.captured(3) + '/';
+            file = m.captured(4);
+        } else if (const auto a = autocheck.match(line); a.hasMatch()) {
+            key = QStringLiteral("AUTOCHECK");
+            dir = QStringLiteral("AUTOCHECK/");
+            file = a.captured(1);
+        } else {
+            continue;
+        }
+        SeqFiles& s = out[key];
+        if (file.endsWith(QLatin1String("_data.txt"))) {
+            s.data = file;
+            s.dir = dir;
+        } else if (file.endsWith(QLatin1String(".vig"))) {
+            ++s.vig;
+        } else if (file.endsWith(QLatin1String(".raw"))) {
+            ++s.raw;
+        } else if (file.endsWith(QLatin1String("_synthetic.txt"))) {
+            s.synthetic = file;
+        }
+    }
+    return out;
+}
+
+TEST(DemoCard, LayoutAsTheDownloadPageReadsIt) {
+    SimDemoCardReport report;
+    const QString card = makeCard(1, &report);
+    EXPECT_EQ(report.sequences, 4);
+    const QByteArray tree = kelvotest::read_file(card + QStringLiteral("/tree.txt"));
+    ASSERT_FALSE(tree.isEmpty());
+    EXPECT_TRUE(tree.endsWith('\n'));
+    const QStringList lines = QString::fromUtf8(tree.chopped(1)).split(QLatin1Char('\n'));
+    EXPECT_EQ(report.files, lines.size() + 1); // the listing names every file but itself
+    for (const QString& l : lines) {
+        EXPECT_TRUE(QFileInfo(card + QLatin1Char('/') + l).isFile()) << l.toStdString();
+    }
+
+    const auto seqs = classify(tree);
+    ASSERT_EQ(seqs.size(), 5u);
+    ASSERT_EQ(seqs.count(QStringLiteral("AUTOCHECK")), 1u);
+    EXPECT_FALSE(seqs.at(QStringLiteral("AUTOCHECK")).data.isEmpty());
+    EXPECT_GE(seqs.at(QStringLiteral("AUTOCHECK")).raw, 1);
+    int raws = seqs.at(QStringLiteral("AUTOCHECK")).raw;
+    int withImages = 0;
+    static const QRegularExpression name(QStringLiteral("^20[0-9]{6}-[0-9]{6}$"));
+    for (const auto& [key, s] : seqs) {
+        if (key == QLatin1String("AUTOCHECK")) {
+            continue;
+        }
+        EXPECT_TRUE(name.match(key).hasMatch()) << key.toStdString();
+        EXPECT_EQ(s.data, key + QStringLiteral("_data.txt"));
+        EXPECT_EQ(s.synthetic, key + QStringLiteral("_synthetic.txt"));
+        EXPECT_TRUE(s.dir.startsWith(QStringLiteral("acq/") + key.left(6) + '/')) << s.dir.toStdString();
+        raws += s.raw;
+        withImages += s.vig > 0 ? 1 : 0;
+    }
+    EXPECT_EQ(withImages, 3);
+    EXPECT_GE(raws, 3);
+    EXPECT_LE(report.bytes, 40 << 20);
+
+    // Every raw frame is a full sensor frame.
+    for (const QString& l : lines) {
+        if (l.endsWith(QLatin1String(".raw"))) {
+            EXPECT_EQ(QFileInfo(card + '/' + l).size(), 5126160) << l.toStdString();
+        }
+    }
+}
+
+struct Row {
+    double pressure;
+    char flag;
+    int objects;
+};
+
+TEST(DemoCard, DataFilesCarryConfigurationThenOneLinePerImage) {
+    const QString card = makeCard(2);
+    const auto seqs = classify(kelvotest::read_file(card + QStringLiteral("/tree.txt")));
+    int profiles = 0;
+    for (const auto& [key, s] : seqs) {
+        if (key == QLatin1String("AUTOCHECK")) {
+            continue;
+        }
+        const QList<QByteArray> lines =
+            kelvotest::read_file(card + '/' + s.dir + s.data).trimmed().split('\n');
+        ASSERT_GT(lines.size(), 100);
+        // Configuration lines as the wire reader takes them: keyword, the fields, ";".
+        ASSERT_TRUE(lines[0].startsWith("HW_CONF,K6LP-0001,") && lines[0].endsWith(';'));
+        EXPECT_EQ(lines[0].chopped(1).split(',').size(), 1 + 25);
+        ASSERT_TRUE(lines[1].startsWith("ACQ_CONF,") && lines[1].endsWith(";"));
+        const QList<QByteArray> acq = lines[1].chopped(1).split(',');
+        ASSERT_EQ(acq.size(), 1 + 20);
+        EXPECT_EQ(acq[14], QByteArray("10")); // Interval_for_measuring_background_noise
+
+        std::vector<Row> rows;
+        static const QRegularExpression dataLine(QStringLiteral(
+            "^(20[0-9]{6}-[0-9]{6}-[0-9]{3}),([0-9]+\\.[0-9]{2}),(-?[0-9]+\\.[0-9]{3}),([01]):(.*)$"));
+        for (int i = 2; i < lines.size(); ++i) {
+            const auto m = dataLine.match(QString::fromLatin1(lines[i]));
+            ASSERT_TRUE(m.hasMatch()) << lines[i].toStdString();
+            int objects = 0;
+            for (const QString& group : m.captured(5).split(QLatin1Char(';'))) {
+                const QStringList v = group.split(QLatin1Char(','));
+                ASSERT_EQ(v.size(), 4) << lines[i].toStdString();
+                objects += v[1].toInt();
+            }
+            rows.push_back({m.captured(2).toDouble(), m.captured(4).at(0).toLatin1(), objects});
+        }
+        // A BLACK (no flash) image every tenth image.
+        for (size_t i = 0; i < rows.size(); ++i) {
+            EXPECT_EQ(rows[i].flag, i % 10 == 0 ? '0' : '1') << i;
+        }
+        const auto [lo, hi] = std::minmax_element(
+            rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.pressure < b.pressure; });
+        if (hi->pressure - lo->pressure > 50) {
+            ++profiles;
+            EXPECT_LT(lo->pressure, 5.0);
+            EXPECT_GT(hi->pressure, 75.0);
+            EXPECT_LT(hi->pressure, 1000.0);
+            // BLACK images count many objects near the surface and few at depth.
+            int shallow = 0, deep = 0;
+            for (const Row& r : rows) {
+                if (r.flag == '0' && r.pressure < 5) {
+                    shallow = std::max(shallow, r.objects);
+                }
+                if (r.flag == '0' && r.pressure > 60) {
+                    deep = std::max(deep, r.objects);
+                }
+            }
+            EXPECT_GT(shallow, 50) << key.toStdString();
+            EXPECT_LT(deep, 10) << key.toStdString();
+            // Descending or ascending: the first and last images sit at opposite ends.
+            EXPECT_GT(std::abs(rows.front().pressure - rows.back().pressure), 50.0);
+        } else {
+            EXPECT_GT(lo->pressure, 10.0) << "a time series at a fixed depth";
+        }
+        // One synthetic line per bloc of ten images.
+        const QList<QByteArray> synth =
+            kelvotest::read_file(card + '/' + s.dir + s.synthetic).trimmed().split('\n');
+        EXPECT_EQ(synth.size(), int((rows.size() + 9) / 10));
+    }
+    EXPECT_EQ(profiles, 3);
+}
+
+TEST(DemoCard, TheSameSeedGivesTheSameBytes) {
+    const auto a = snapshot(makeCard(42));
+    const auto b = snapshot(makeCard(42));
+    const auto c = snapshot(makeCard(43));
+    EXPECT_GT(a.size(), 100u);
+    EXPECT_TRUE(a == b);
+    EXPECT_FALSE(a == c);
+}
+
+TEST(DemoCard, RefusesAFolderThatHoldsFiles) {
+    const QString dir = kelvotest::make_temp_dir(QStringLiteral("busy"));
+    ASSERT_TRUE(kelvotest::write_file(dir + QStringLiteral("/keep.txt"), "mine"));
+    QString error;
+    EXPECT_FALSE(SimDemoCard::make(dir, 1, &error));
+    EXPECT_EQ(error,
+              QStringLiteral("the folder \"%1\" is not empty; a demo card is written only into a new or "
+                             "empty folder")
+                  .arg(dir));
+    EXPECT_EQ(QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList{QStringLiteral("keep.txt")});
+    EXPECT_FALSE(SimDemoCard::make(dir + QStringLiteral("/keep.txt"), 1, &error));
+    EXPECT_EQ(error, QStringLiteral("\"%1/keep.txt\" exists and is not a folder").arg(dir));
+}
+
+TEST(DemoCard, ServedOverUdpByteForByte) {
+    const QString card = makeCard(3);
+    SimOptions o = cardOptions(card, 400);
+    UdpSession u(o);
+    ASSERT_TRUE(u.ethlink());
+    const auto seqs = classify(kelvotest::read_file(card + QStringLiteral("/tree.txt")));
+    QString rawPath;
+    for (const QString& l :
+         QString::fromUtf8(kelvotest::read_file(card + QStringLiteral("/tree.txt"))).split('\n')) {
+        if (l.endsWith(QLatin1String(".raw")) && l.startsWith(QLatin1String("acq/"))) {
+            rawPath = l;
+            break;
+        }
+    }
+    ASSERT_FALSE(rawPath.isEmpty());
+    u.send("$PU:filedump," + rawPath.toLatin1() + ";");
+    const auto got = u.rx.receiveAll(3000, 500);
+    ASSERT_FALSE(got.empty());
+    EXPECT_EQ(got[0].bytes.toHex(' '), QByteArray("72 02 00 00 10 38 4e 00 00 20 00 00 00 00 00 00"));
+    EXPECT_EQ(joined(got, 1), kelvotest::read_file(card + '/' + rawPath));
+
+    // The synthetic data of the latest sequence is what datareq serves.
+    QString last;
+    for (const auto& [key, s] : seqs) {
+        if (key != QLatin1String("AUTOCHECK") && key > last) {
+            last = key;
+        }
+    }
+    const QByteArray synth = kelvotest::read_file(card + '/' + seqs.at(last).dir + seqs.at(last).synthetic);
+    EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:OK;\n"));
+    EXPECT_EQ(u.s("$PU:datareq;"), "[PU]:" + synth.left(synth.indexOf('\n') + 1));
+}
+
+TEST(DemoCard, TheExecutableWritesOneAndRefusesAFullFolder) {
+    const QString dir = kelvotest::make_temp_dir(QStringLiteral("exe")) + QStringLiteral("/card");
+    QProcess p;
+    p.start(kelvotest::bin_dir() + QStringLiteral("/kelvo6-sim"),
+            {QStringLiteral("--make-card"), dir, QStringLiteral("--seed"), QStringLiteral("42")});
+    ASSERT_TRUE(p.waitForFinished(60000));
+    EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+    EXPECT_TRUE(
+        QString::fromLocal8Bit(p.readAllStandardOutput())
+            .startsWith(QStringLiteral("demo card written to %1: 4 sequences and AUTOCHECK, ").arg(dir)));
+    EXPECT_TRUE(snapshot(dir) == snapshot(makeCard(42)));
+
+    p.start(kelvotest::bin_dir() + QStringLiteral("/kelvo6-sim"), {QStringLiteral("--make-card"), dir});
+    ASSERT_TRUE(p.waitForFinished(60000));
+    EXPECT_EQ(p.exitCode(), 1);
+    EXPECT_EQ(QString::fromLocal8Bit(p.readAllStandardError()),
+              QStringLiteral(
+                  "kelvo6-sim: the folder \"%1\" is not empty; a demo card is written only into a new or "
+                  "empty folder\n")
+                  .arg(dir));
+}
+
+} // namespace

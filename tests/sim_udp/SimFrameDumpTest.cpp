@@ -1,0 +1,126 @@
+// Live frames over UDP: the header, the 2056 x 2464 frame in packet-size datagrams, the serial
+// answer after the frame, and frames that change and show particles.
+#include "UdpSession.h"
+#include "sim/SimFrame.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+namespace {
+
+double mean(const QByteArray& frame) {
+    qint64 sum = 0;
+    for (const char c : frame) {
+        sum += static_cast<unsigned char>(c);
+    }
+    return frame.isEmpty() ? 0 : double(sum) / frame.size();
+}
+
+int brightPixels(const QByteArray& frame, int threshold) {
+    return int(std::count_if(frame.begin(), frame.end(),
+                             [&](char c) { return static_cast<unsigned char>(c) >= threshold; }));
+}
+
+struct Frame {
+    std::vector<UdpReceiver::Datagram> datagrams;
+    QByteArray serial;
+};
+
+Frame askFrame(UdpSession& u, const QByteArray& flags) {
+    Frame f;
+    u.send("$PU:framedump," + flags + ";");
+    f.datagrams = u.rx.receiveAll(3000, 500);
+    f.serial = u.s.client.readBurst(3000);
+    return f;
+}
+
+TEST(FrameDump, HeaderFrameThenOneSerialAnswer) {
+    SimOptions o;
+    o.linkRateMbps = 200;
+    UdpSession u(o);
+    ASSERT_TRUE(u.ethlink());
+    const Frame f = askFrame(u, "1,0");
+    ASSERT_EQ(f.datagrams.size(), 1u + 619u);
+    EXPECT_EQ(f.datagrams[0].bytes.toHex(' '), QByteArray("6b 02 00 00 00 4d 4d 00 00 20 00 00 00 00 00 00"));
+    for (size_t i = 1; i < 619; ++i) {
+        ASSERT_EQ(f.datagrams[i].bytes.size(), 8192) << i;
+    }
+    EXPECT_EQ(f.datagrams.back().bytes.size(), 3328); // 5,065,984 - 618 x 8192
+    EXPECT_EQ(joined(f.datagrams, 1).size(), 5065984);
+    EXPECT_EQ(f.serial, QByteArray("[PU]:$framedump:OK;\n"));
+}
+
+TEST(FrameDump, PacketSizeFollowsTheOption) {
+    SimOptions o;
+    o.linkRateMbps = 200;
+    o.packetSize = 2464 * 8; // eight rows per datagram: 257 datagrams exactly
+    UdpSession u(o);
+    ASSERT_TRUE(u.ethlink());
+    const Frame f = askFrame(u, "0,0");
+    ASSERT_EQ(f.datagrams.size(), 258u);
+    EXPECT_EQ(f.datagrams[0].bytes.toHex(' '), QByteArray("01 01 00 00 00 4d 4d 00 00 4d 00 00 00 00 00 00"));
+    EXPECT_EQ(f.datagrams.back().bytes.size(), 19712);
+}
+
+TEST(FrameDump, FramesChangeAndTheLightShowsParticles) {
+    SimOptions o;
+    o.linkRateMbps = 200;
+    UdpSession u(o);
+    ASSERT_TRUE(u.ethlink());
+    const QByteArray lit1 = joined(askFrame(u, "1,0").datagrams, 1);
+    const QByteArray lit2 = joined(askFrame(u, "1,0").datagrams, 1);
+    const QByteArray dark = joined(askFrame(u, "0,0").datagrams, 1);
+    const QByteArray corrected = joined(askFrame(u, "1,1").datagrams, 1);
+    for (const QByteArray* f : {&lit1, &lit2, &dark, &corrected}) {
+        ASSERT_EQ(f->size(), 5065984);
+    }
+    EXPECT_NE(lit1, lit2);
+    // The flash lights the water: a brighter background and many bright particles.
+    EXPECT_GT(mean(lit1), 40.0);
+    EXPECT_LT(mean(dark), 15.0);
+    EXPECT_GT(brightPixels(lit1, 150), 500);
+    EXPECT_EQ(brightPixels(dark, 100), 0);
+    EXPECT_GT(brightPixels(dark, 25), 20); // a few faint particles in the dark
+    EXPECT_NE(corrected, lit1);
+}
+
+TEST(FrameDump, WithoutDestinationOrWithBadFlagsAnError) {
+    UdpSession u;
+    EXPECT_EQ(u.s("$PU:framedump,1,0;"), QByteArray("[PU]:$framedump:ERROR;\n"));
+    ASSERT_TRUE(u.ethlink());
+    for (const char* bad :
+         {"$PU:framedump;", "$PU:framedump,1;", "$PU:framedump,x,0;", "$PU:framedump,1,0,2;"}) {
+        EXPECT_EQ(u.s(bad), QByteArray("[PU]:$framedump:ERROR;\n")) << bad;
+    }
+    EXPECT_FALSE(u.rx.receive(200).has_value());
+}
+
+TEST(FrameDump, AFaultSpoilsAFrameToo) {
+    SimOptions o;
+    o.linkRateMbps = 200;
+    UdpSession u(o);
+    ASSERT_TRUE(u.ethlink());
+    u.s.sim->setUdpFault(SimUdpFault::Disconnect, 1);
+    const Frame f = askFrame(u, "1,0");
+    EXPECT_EQ(f.datagrams.size(), 1u + 619u / 2u);
+    EXPECT_EQ(f.serial, QByteArray("[PU]:$framedump:OK;\n"));
+}
+
+TEST(RawFrame, SizeAndDarkMargins) {
+    const QByteArray raw = SimFrame::raw(3, true, 1);
+    ASSERT_EQ(raw.size(), 5126160);
+    const auto at = [&](int row, int col) { return static_cast<unsigned char>(raw[row * 2480 + col]); };
+    for (int col : {0, 1000, 2479}) {
+        EXPECT_LE(at(0, col), 3) << col;
+        EXPECT_LE(at(10, col), 3) << col;
+    }
+    for (int row : {11, 1000, 2066}) {
+        EXPECT_LE(at(row, 2464), 3) << row;
+        EXPECT_LE(at(row, 2479), 3) << row;
+    }
+    // The picture area holds the lit scene: the same as a live frame of that moment.
+    EXPECT_EQ(raw.mid(11 * 2480, 2464), SimFrame::live(3, true, false, 1).left(2464));
+}
+
+} // namespace

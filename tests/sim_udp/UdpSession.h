@@ -1,0 +1,47 @@
+#pragma once
+
+#include "../sim/SimFixture.h"
+#include "UdpReceiver.h"
+
+#include <QByteArray>
+#include <QString>
+
+// A simulator with its PU powered and a UDP receiver on 127.0.0.2 ready to be named as the
+// destination.
+struct UdpSession {
+    explicit UdpSession(SimOptions options = {})
+        : s(std::move(options)) {
+        EXPECT_TRUE(rx.bind("127.0.0.2"));
+        EXPECT_EQ(s("$SU;"), QByteArray("== Kelvo6-LP == Entering Supervisor Mode ==\n"));
+        EXPECT_EQ(s("$POWERPUset:1;"), QByteArray("$ok;\n"));
+    }
+
+    QByteArray port() const { return QByteArray::number(rx.port()); }
+
+    // Names this receiver as the destination of device-form dumps (the LP form with a MAC).
+    bool ethlink() {
+        return s("$PU:ethlink,2,127.0.0.2," + port() + ",FF.FF.FF.FF.FF.FF;") == "[PU]:$ethlink:OK;\n";
+    }
+
+    // A request with no serial answer of its own.
+    void send(const QByteArray& line) { ASSERT_TRUE(s.client.send(line + '\n')); }
+
+    QByteArray terminalDump(const QByteArray& path) {
+        return "$PU:filedump," + path + ",127.0.0.2," + port() + ",FF.FF.FF.FF.FF.FF;";
+    }
+
+    SimSession s;
+    UdpReceiver rx;
+};
+
+inline SimOptions cardOptions(const QString& card, double rateMbps = 0) {
+    SimOptions o;
+    o.cardDir = card;
+    o.linkRateMbps = rateMbps;
+    return o;
+}
+
+// "03 00 00 00 ..." -> bytes
+inline QByteArray hexBytes(const char* spaced) {
+    return QByteArray::fromHex(QByteArray(spaced).replace(' ', ""));
+}
