@@ -58,7 +58,8 @@ struct Bench {
     std::unique_ptr<PacedSender> sender;
     bool ok = false;
 
-    explicit Bench(double bps) {
+    // `receiveBuffer` > 0 replaces the 8 MiB request, to see how a stock kernel's ceiling behaves.
+    explicit Bench(double bps, int receiveBuffer = 0) {
         sim = std::make_unique<Kelvo6Simulator>();
         if (!sim->start() || !init_comm(sim->devicePath(), 38400)) {
             return;
@@ -67,6 +68,13 @@ struct Bench {
         cam->setEthernetOverride(QStringLiteral("127.0.0.2"), kPort);
         if (cam->prepareEthernet() != 0) {
             return;
+        }
+        if (receiveBuffer > 0) {
+            std::string ip = "127.0.0.2";
+            std::string mac = "FF.FF.FF.FF.FF.FF";
+            if (cam->ethLink().init_eth_socket(ip, kPort, mac, receiveBuffer, 2000) != 0) {
+                return;
+            }
         }
         sender = std::make_unique<PacedSender>("127.0.0.3", "127.0.0.2", kPort, bps, kPacketSize);
         set_comm_send_hook([this](const std::string& line) {
@@ -86,8 +94,9 @@ struct Bench {
 };
 
 // Downloads `files` once per iteration; the transfer time is compared with bytes / rate.
-void run_dumps(benchmark::State& state, double bps, const std::vector<const QByteArray*>& files) {
-    Bench b(bps);
+void run_dumps(benchmark::State& state, double bps, const std::vector<const QByteArray*>& files,
+               int receiveBuffer = 0) {
+    Bench b(bps, receiveBuffer);
     if (!b.ok) {
         state.SkipWithError("simulator, link or socket did not start");
         return;
@@ -149,6 +158,11 @@ void BM_Vignettes(benchmark::State& state) {
     run_dumps(state, static_cast<double>(state.range(0)) * 1e6, all_vignettes());
 }
 
+// The buffer a stock Debian kernel grants to an 8 MiB request (net.core.rmem_max 212992, doubled).
+void BM_RawFrameStockBuffer(benchmark::State& state) {
+    run_dumps(state, static_cast<double>(state.range(0)) * 1e6, one_raw_frame(), 425984);
+}
+
 } // namespace
 
 // Argument: link rate in Mbit/s (0: unpaced).
@@ -161,6 +175,12 @@ BENCHMARK(BM_RawFrame)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Vignettes)
     ->Arg(100)
+    ->Arg(1000)
+    ->Arg(0)
+    ->Iterations(10)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RawFrameStockBuffer)
     ->Arg(1000)
     ->Arg(0)
     ->Iterations(10)
