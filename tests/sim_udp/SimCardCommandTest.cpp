@@ -42,14 +42,6 @@ TEST(TreeUpdate, RewritesTheListingFromTheFolder) {
     EXPECT_EQ(joined(got, 1), kelvotest::read_file(card + QStringLiteral("/tree.txt")));
 }
 
-TEST(TreeUpdate, AnEmptyCardGivesAnEmptyListing) {
-    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
-    UdpSession u(cardOptions(card));
-    EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:OK;\n"));
-    EXPECT_TRUE(QFileInfo(card + QStringLiteral("/tree.txt")).isFile());
-    EXPECT_EQ(kelvotest::read_file(card + QStringLiteral("/tree.txt")), QByteArray());
-}
-
 TEST(TreeUpdate, ACardFolderRemovedUnderTheSimulatorFails) {
     const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
     UdpSession u(cardOptions(card));

@@ -92,14 +92,6 @@ TEST(TerminalFormDump, GoesToTheNamedHostIn1024ByteDatagramsWhateverThePacketSiz
     EXPECT_EQ(u.s.sim->ethlinkDestination().mode, -1);
 }
 
-TEST(TerminalFormDump, EmptyFileIsAHeaderAlone) {
-    UdpSession u(cardOptions(cardWith(QStringLiteral("a/b/c/empty.vig"), QByteArray())));
-    u.send(u.terminalDump("a/b/c/empty.vig"));
-    const auto got = u.rx.receiveAll();
-    ASSERT_EQ(sizes(got), std::vector<int>{16});
-    EXPECT_EQ(got[0].bytes.toHex(' '), QByteArray("00 00 00 00 00 00 00 00 00 04 00 00 00 00 00 00"));
-}
-
 struct RefusedPath {
     const char* path;
     const char* log;

@@ -51,18 +51,6 @@ TEST(FrameDump, HeaderFrameThenOneSerialAnswer) {
     EXPECT_EQ(f.serial, QByteArray("[PU]:$framedump:OK;\n"));
 }
 
-TEST(FrameDump, PacketSizeFollowsTheOption) {
-    SimOptions o;
-    o.linkRateMbps = 200;
-    o.packetSize = 2464 * 8; // eight rows per datagram: 257 datagrams exactly
-    UdpSession u(o);
-    ASSERT_TRUE(u.ethlink());
-    const Frame f = askFrame(u, "0,0");
-    ASSERT_EQ(f.datagrams.size(), 258u);
-    EXPECT_EQ(f.datagrams[0].bytes.toHex(' '), QByteArray("01 01 00 00 00 4d 4d 00 00 4d 00 00 00 00 00 00"));
-    EXPECT_EQ(f.datagrams.back().bytes.size(), 19712);
-}
-
 TEST(FrameDump, FramesChangeAndTheLightShowsParticles) {
     SimOptions o;
     o.linkRateMbps = 200;
