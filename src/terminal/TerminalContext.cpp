@@ -1,5 +1,6 @@
 #include "terminal/TerminalContext.h"
 
+#include "app/AppSettings.h"
 #include "app/WorkFolder.h"
 #include "link/SerialLink.h"
 
@@ -12,6 +13,23 @@ QString TerminalContext::configuratorDir() const {
 
 QString TerminalContext::configuratorPath(const std::string& name) const {
     return configuratorDir() + QString::fromLocal8Bit(name.data(), static_cast<int>(name.size()));
+}
+
+QString TerminalContext::fileManagerDir() const {
+    return WorkFolder::subFolder(QStringLiteral("filemanager")) + QLatin1Char('/');
+}
+
+std::string TerminalContext::hostAddress() const {
+    return (m_overrideAddress.isEmpty() ? AppSettings::localIp() : m_overrideAddress).toStdString();
+}
+
+int TerminalContext::udpPort() const {
+    return m_overridePort > 0 ? m_overridePort : AppSettings::udpPort();
+}
+
+void TerminalContext::setEthernetOverride(const QString& localIp, int port) {
+    m_overrideAddress = localIp;
+    m_overridePort = port;
 }
 
 bool TerminalContext::send(const std::string& line) {

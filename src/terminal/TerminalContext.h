@@ -1,5 +1,6 @@
 #pragma once
 
+#include "link/EthLink.h"
 #include "link/InstrumentProtocol.h"
 
 #include <QDateTime>
@@ -12,9 +13,9 @@
 // Argument words of a command line, the command name excluded.
 using ShellArgs = std::vector<std::string>;
 
-// What every terminal command works with: the instrument's message protocol, the folder its
-// files live in, the view it may clear and the host clock. One context per shell; commands run
-// one at a time, on whichever thread runs the shell.
+// What every terminal command works with: the instrument's message protocol, its own UDP link
+// for file dumps, the folders its files live in, the view it may clear and the host clock. One
+// context per shell; commands run one at a time, on whichever thread runs the shell.
 class TerminalContext {
 public:
     TerminalContext();
@@ -25,6 +26,20 @@ public:
     QString configuratorDir() const;
     // `name` inside "configurator/".
     QString configuratorPath(const std::string& name) const;
+
+    // "filemanager/" inside the working folder (created if missing), with a trailing slash: the
+    // mirror of the instrument's SD card.
+    QString fileManagerDir() const;
+
+    // The shell's own UDP link, opened and closed by each storage command.
+    EthLink& ethLink() { return m_eth; }
+
+    // Host address and UDP port used when a storage command names none: the `localip` and
+    // `udpport` settings, unless replaced for this run (an empty address or a port of 0 keeps
+    // the setting).
+    std::string hostAddress() const;
+    int udpPort() const;
+    void setEthernetOverride(const QString& localIp, int port);
 
     // Sends `line` (a dollar message without line feed); false when it could not be written.
     bool send(const std::string& line);
@@ -47,6 +62,9 @@ public:
 
 private:
     InstrumentProtocol m_protocol;
+    EthLink m_eth;
+    QString m_overrideAddress;
+    int m_overridePort = 0;
     int m_answerReads;
     std::function<void()> m_clearView;
     std::function<QDateTime()> m_clock;

@@ -222,23 +222,6 @@ TEST_F(ShellTest, ReadSerialDrainsUnaskedAnswers) {
     EXPECT_EQ(shell->readSerial(), 0);
 }
 
-TEST_F(ShellTest, StorageCommandsAreNotAvailableYet) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"getfile tree.txt", "\n[GETFILE]: Command getfile is not available yet in this version !"},
-        {"sdlist", "\n[SDLIST]: Command sdlist is not available yet in this version !"},
-        {"sddump", "\n[SDDUMP]: Command sddump is not available yet in this version !"},
-        {"sdformat", "\n[SDFORMAT]: Command sdformat is not available yet in this version !"},
-        {"datareq", "\n[DATAREQ]: Command datareq is not available yet in this version !"},
-    };
-    for (const auto& [line, text] : cases) {
-        out.clear();
-        EXPECT_FALSE(run(line)) << line;
-        ASSERT_EQ(out.size(), 2u) << line;
-        EXPECT_EQ(out[0], text);
-    }
-    EXPECT_TRUE(script->lines.empty());
-}
-
 TEST_F(ShellTest, ClearCallsTheView) {
     int cleared = 0;
     shell->context().setClearView([&] { ++cleared; });
