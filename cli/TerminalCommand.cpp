@@ -10,6 +10,7 @@
 #include "trace/ZelTraceMgr.h"
 #include "trace/ZelTraceMgrFileMulti.h"
 
+#include <arpa/inet.h>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -20,7 +21,9 @@
 
 namespace {
 
-const char* const kUsage = "Usage: kelvo terminal [--port DEVICE] [--baud N] [--workdir DIR] [-c LINE]...\n";
+const char* const kUsage =
+    "Usage: kelvo terminal [--port DEVICE] [--baud N] [--workdir DIR] [--localip ADDR] "
+    "[--udpport N] [-c LINE]...\n";
 
 // Same rotation as the application's own logs.
 constexpr int kLogFileCount = 10;
@@ -35,6 +38,10 @@ void print_usage_help() {
                "  --port DEVICE  serial port for this run (default: the serialport setting)\n"
                "  --baud N       baud rate for this run (default: the serialspeed setting)\n"
                "  --workdir DIR  working folder (configurator/, filemanager/, log files)\n"
+               "  --localip ADDR host IPv4 address on which the instrument sends files, or \"auto\"\n"
+               "                 (default: the localip setting)\n"
+               "  --udpport N    host UDP port on which the instrument sends files, 1 to 65535\n"
+               "                 (default: the udpport setting)\n"
                "  -c LINE        run LINE as if typed; may be repeated, lines run in order\n"
                "\n"
                "With -c, the exit status is 0 when every line succeeded and 1 otherwise. Without -c,\n"
@@ -46,10 +53,21 @@ void print_usage_help() {
 struct Options {
     QString port;
     QString workdir;
+    QString localIp;
     int baud = 0;
+    int udpPort = 0;
     QStringList lines;
     bool help = false;
 };
+
+// "auto" or a dotted IPv4 address.
+bool is_host_address(const QString& text) {
+    if (text == QLatin1String("auto")) {
+        return true;
+    }
+    in_addr parsed{};
+    return ::inet_pton(AF_INET, text.toLatin1().constData(), &parsed) == 1;
+}
 
 // Accepts "--opt VALUE" and "--opt=VALUE". Returns false with `error` on a bad command line.
 bool parse_options(const QStringList& args, Options& o, QString& error) {
@@ -69,7 +87,8 @@ bool parse_options(const QStringList& args, Options& o, QString& error) {
             inlineValue = true;
         }
         if (name != QLatin1String("--port") && name != QLatin1String("--baud") &&
-            name != QLatin1String("--workdir") && name != QLatin1String("-c")) {
+            name != QLatin1String("--workdir") && name != QLatin1String("--localip") &&
+            name != QLatin1String("--udpport") && name != QLatin1String("-c")) {
             error = QStringLiteral("unknown argument \"%1\"").arg(a);
             return false;
         }
@@ -89,6 +108,22 @@ bool parse_options(const QStringList& args, Options& o, QString& error) {
             o.port = value;
         } else if (name == QLatin1String("--workdir")) {
             o.workdir = value;
+        } else if (name == QLatin1String("--localip")) {
+            if (!is_host_address(value)) {
+                error = QStringLiteral(
+                            "--localip needs \"auto\" or an IPv4 address such as 192.168.0.10, not \"%1\"")
+                            .arg(value);
+                return false;
+            }
+            o.localIp = value;
+        } else if (name == QLatin1String("--udpport")) {
+            bool ok = false;
+            o.udpPort = value.toInt(&ok);
+            if (!ok || o.udpPort < 1 || o.udpPort > 65535 || value.startsWith(QLatin1Char('+'))) {
+                error =
+                    QStringLiteral("--udpport needs a port number from 1 to 65535, not \"%1\"").arg(value);
+                return false;
+            }
         } else {
             bool ok = false;
             o.baud = value.toInt(&ok);
@@ -175,6 +210,7 @@ int run_terminal(const QStringList& args) {
 
     const bool interactive = o.lines.isEmpty() && isatty(STDIN_FILENO);
     VortOShell shell;
+    shell.context().setEthernetOverride(o.localIp, o.udpPort);
     shell.context().setClearView([] {
         if (isatty(STDOUT_FILENO)) {
             std::fputs("\x1b[H\x1b[2J", stdout);
@@ -207,5 +243,7 @@ int run_terminal(const QStringList& args) {
 
 } // namespace
 
-static CliRegistrar reg({"terminal", "terminal [--port DEVICE] [--baud N] [--workdir DIR] [-c LINE]...",
+static CliRegistrar reg({"terminal",
+                         "terminal [--port DEVICE] [--baud N] [--workdir DIR] [--localip ADDR] [--udpport N] "
+                         "[-c LINE]...",
                          "run VortOS terminal commands against the instrument", &run_terminal});

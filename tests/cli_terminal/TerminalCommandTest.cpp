@@ -5,6 +5,11 @@
 #include <QFile>
 #include <QProcess>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -92,13 +97,21 @@ TEST_F(CliTerminalTest, BadCommandLines) {
         {QStringLiteral("-c")},
         {QStringLiteral("--port")},
         {QStringLiteral("--verbose")},
+        {QStringLiteral("--udpport"), QStringLiteral("0")},
+        {QStringLiteral("--udpport=65536")},
+        {QStringLiteral("--udpport"), QStringLiteral("http")},
+        {QStringLiteral("--localip"), QStringLiteral("300.1.1.1")},
+        {QStringLiteral("--localip=host.example")},
+        {QStringLiteral("--localip")},
     };
     for (const QStringList& args : cases) {
         const ProcessResult r = kelvo(args);
         EXPECT_EQ(r.status, 2) << args.join(QLatin1Char(' ')).toStdString();
         EXPECT_TRUE(r.out.isEmpty());
-        EXPECT_TRUE(
-            r.err.contains("Usage: kelvo terminal [--port DEVICE] [--baud N] [--workdir DIR] [-c LINE]..."));
+        EXPECT_TRUE(r.err.contains(
+            "Usage: kelvo terminal [--port DEVICE] [--baud N] [--workdir DIR] [--localip ADDR] "
+            "[--udpport N] [-c LINE]..."))
+            << r.err.toStdString();
     }
 }
 
@@ -160,6 +173,78 @@ TEST_F(CliTerminalTest, AgainstTheSimulator) {
     EXPECT_EQ(busy.out,
               "\n[ERROR]: (SU_function) Unable to put VORTAN into SU mode !\nMaybe the system is not idle "
               "(busy/sleeping/ongoing acquisition ?) !\n\n[VortOS]: Command su returned an error !\n");
+}
+
+// A free UDP port on 127.0.0.2 at the time of the call.
+int free_udp_port() {
+    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    ::inet_pton(AF_INET, "127.0.0.2", &a.sin_addr);
+    ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+    socklen_t len = sizeof a;
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+    ::close(fd);
+    return ntohs(a.sin_port);
+}
+
+TEST_F(CliTerminalTest, GetfileWithHostAddressAndPortOptions) {
+    const QString cardDir = kelvotest::make_temp_dir(QStringLiteral("card"));
+    QByteArray bytes(2500, '\0');
+    for (int i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<char>(i * 13 + i / 256);
+    }
+    ASSERT_TRUE(kelvotest::write_file(cardDir + QStringLiteral("/seq/20240315-081200/frame.bin"), bytes));
+    SimOptions options;
+    options.cardDir = cardDir;
+    options.linkRateMbps = 0;
+    Kelvo6Simulator sim(options);
+    QString error;
+    ASSERT_TRUE(sim.start(&error)) << error.toStdString();
+    const int port = free_udp_port();
+    const ProcessResult r =
+        kelvo(base(sim.devicePath()) + QStringList{QStringLiteral("-c"),
+                                                   QStringLiteral("getfile seq/20240315-081200/frame.bin"),
+                                                   QStringLiteral("--localip"), QStringLiteral("127.0.0.2"),
+                                                   QStringLiteral("--udpport"), QString::number(port)});
+    EXPECT_EQ(r.status, 0) << r.out.toStdString() << r.err.toStdString();
+    char portText[16];
+    std::snprintf(portText, sizeof portText, "%#4X", port);
+    const QByteArray expected = "\n[GETFILE]: Initializing Processing Unit...\nPU is ready!\n"
+                                "\n[GETFILE]: Initializing Ethernet UDP socket...\n"
+                                "Done! IP = 127.0.0.2, Port = " +
+                                QByteArray(portText) +
+                                ", MAC = FF.FF.FF.FF.FF.FF\n"
+                                "\x1b[?25l\n\r\x1b[2K\tDownloading file seq/20240315-081200/frame.bin \n"
+                                "( 2500 bytes ) :    \n\b\b\b33%\n\b\b\b66%\n\b\b\b100%\n\x1b[?25h\n"
+                                "\n[GETFILE]: EXIT !\n";
+    EXPECT_EQ(r.out, expected);
+    EXPECT_EQ(kelvotest::read_file(workDir + QStringLiteral("/filemanager/seq/20240315-081200/frame.bin")),
+              bytes);
+    EXPECT_TRUE(sim.receivedLines().contains(
+        QStringLiteral("$PU:filedump,seq/20240315-081200/frame.bin,127.0.0.2,%1,FF.FF.FF.FF.FF.FF;")
+            .arg(port)));
+
+    // Address and port given on the line win over the options.
+    QFile::remove(workDir + QStringLiteral("/filemanager/seq/20240315-081200/frame.bin"));
+    const ProcessResult onLine = kelvo(
+        base(sim.devicePath()) +
+        QStringList{
+            QStringLiteral("--localip=127.0.0.9"), QStringLiteral("--udpport=9"), QStringLiteral("-c"),
+            QStringLiteral("getfile seq/20240315-081200/frame.bin 127.0.0.2 ") + QString::number(port)});
+    EXPECT_EQ(onLine.status, 0) << onLine.out.toStdString();
+    EXPECT_EQ(kelvotest::read_file(workDir + QStringLiteral("/filemanager/seq/20240315-081200/frame.bin")),
+              bytes);
+
+    // A refused path fails the run and writes nothing.
+    const ProcessResult refused =
+        kelvo(base(sim.devicePath()) + QStringList{QStringLiteral("-c"), QStringLiteral("getfile ../up.txt"),
+                                                   QStringLiteral("--localip=127.0.0.2"),
+                                                   QStringLiteral("--udpport=") + QString::number(port)});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(refused.out.contains(
+        "\n[ERROR]: (getfile) Path refused, it holds a \"..\" component: \"../up.txt\"\n"));
+    EXPECT_FALSE(QFile::exists(workDir + QStringLiteral("/up.txt")));
 }
 
 } // namespace
