@@ -193,6 +193,17 @@ TEST_F(TerminalStorageTest, PathsThatLeaveFilemanagerAreRefusedBeforeAnyRequest)
     EXPECT_FALSE(QFile::exists(QStringLiteral("/tmp/outside.txt")));
 }
 
+TEST_F(TerminalStorageTest, HostAddressThatCannotBeBoundFailsBeforeAnyRequest) {
+    start();
+    EXPECT_FALSE(run("getfile small.txt 10.999.0.1 " + std::to_string(port)));
+    EXPECT_EQ(std::vector<std::string>(out.end() - 3, out.end()),
+              (std::vector<std::string>{"\n[GETFILE]: Initializing Ethernet UDP socket...",
+                                        "Failed with error 99 !",
+                                        "\n[VortOS]: Command getfile returned an error !"}));
+    EXPECT_EQ(requests(QStringLiteral("$PU:filedump")), 0);
+    EXPECT_FALSE(QFile::exists(local(QStringLiteral("small.txt"))));
+}
+
 TEST_F(TerminalStorageTest, SdlistFetchesTheRebuiltListThenSddumpFetchesEveryFile) {
     start();
     ASSERT_TRUE(run("sdlist" + endpoint));
