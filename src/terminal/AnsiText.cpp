@@ -13,6 +13,14 @@ struct Cell {
 // One line under construction: cells addressed by a cursor that may move back and overwrite.
 class LineCells {
 public:
+    LineCells() = default;
+    explicit LineCells(const AnsiLine& line) {
+        for (const AnsiRun& run : line) {
+            for (const char c : run.text) {
+                put(c, run.colour);
+            }
+        }
+    }
     void put(char c, int colour) {
         if (m_cursor >= AnsiText::kMaxColumn) {
             return;
@@ -83,9 +91,35 @@ void AnsiText::applySgr(const std::string& params) {
     }
 }
 
+bool AnsiText::continuesLine(const std::string& text) {
+    return !text.empty() && text[0] == '\b';
+}
+
+bool AnsiText::isCursorControlOnly(const std::string& text) {
+    std::size_t i = 0;
+    while (i < text.size()) {
+        if (text.compare(i, 3, "\x1b[?") != 0) {
+            return false;
+        }
+        i += 3;
+        while (i < text.size() && (text[i] < 0x40 || text[i] > 0x7e)) {
+            ++i;
+        }
+        if (i >= text.size()) {
+            return false;
+        }
+        ++i;
+    }
+    return !text.empty();
+}
+
 std::vector<AnsiLine> AnsiText::parse(const std::string& text) {
+    return parse(text, AnsiLine());
+}
+
+std::vector<AnsiLine> AnsiText::parse(const std::string& text, const AnsiLine& continued) {
     std::vector<AnsiLine> lines;
-    LineCells line;
+    LineCells line(continued);
     const std::size_t n = text.size();
     for (std::size_t i = 0; i < n; ++i) {
         const char c = text[i];

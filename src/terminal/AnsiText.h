@@ -25,6 +25,16 @@ public:
     // Splits `text` at "\n" into lines of runs. The colour in force carries over from one call to
     // the next, as on a terminal.
     std::vector<AnsiLine> parse(const std::string& text);
+    // The same, the first line continuing `continued` with the cursor at its end (a progress
+    // figure redrawn in place with backspaces).
+    std::vector<AnsiLine> parse(const std::string& text, const AnsiLine& continued);
+
+    // True for a text that updates the line already shown instead of starting one: it begins
+    // with a backspace.
+    static bool continuesLine(const std::string& text);
+    // True for a non-empty text made only of private-mode sequences ("\e[?25l", "\e[?25h"):
+    // it changes the cursor, not the text, and takes no line of its own.
+    static bool isCursorControlOnly(const std::string& text);
 
     int colour() const { return m_colour; }
     void reset() { m_colour = 0; }

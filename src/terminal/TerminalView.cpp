@@ -56,16 +56,26 @@ QColor TerminalView::colourOf(int sgr) {
 }
 
 void TerminalView::appendTerminalText(const QByteArray& text) {
-    const std::vector<AnsiLine> lines = m_ansi.parse(text.toStdString());
+    const std::string raw = text.toStdString();
+    if (AnsiText::isCursorControlOnly(raw)) {
+        return;
+    }
+    const bool inPlace = !m_empty && AnsiText::continuesLine(raw);
+    const std::vector<AnsiLine> lines = inPlace ? m_ansi.parse(raw, m_lastLine) : m_ansi.parse(raw);
     QScrollBar* bar = verticalScrollBar();
     const bool atBottom = bar->value() >= bar->maximum() - 4;
     QTextCursor cursor(document());
     cursor.movePosition(QTextCursor::End);
     cursor.beginEditBlock();
+    bool first = true;
     for (const AnsiLine& line : lines) {
-        if (!m_empty) {
+        if (first && inPlace) {
+            cursor.movePosition(QTextCursor::StartOfBlock, QTextCursor::KeepAnchor);
+            cursor.removeSelectedText();
+        } else if (!m_empty) {
             cursor.insertBlock();
         }
+        first = false;
         m_empty = false;
         for (const AnsiRun& run : line) {
             QTextCharFormat format;
@@ -73,6 +83,7 @@ void TerminalView::appendTerminalText(const QByteArray& text) {
             cursor.insertText(QString::fromLatin1(run.text.data(), static_cast<int>(run.text.size())),
                               format);
         }
+        m_lastLine = line;
     }
     cursor.endEditBlock();
     if (atBottom) {
@@ -84,4 +95,5 @@ void TerminalView::clearTerminal() {
     clear();
     m_ansi.reset();
     m_empty = true;
+    m_lastLine.clear();
 }

@@ -5,7 +5,9 @@
 #include <QPlainTextEdit>
 
 // The terminal's text area: every text received becomes a new paragraph, with its colour and
-// column escape sequences applied rather than shown. Light text on a dark background, fixed-width
+// column escape sequences applied rather than shown. A text that begins with a backspace (a
+// download percentage) redraws the last paragraph in place, and a text that only hides or shows
+// the cursor adds nothing. Light text on a dark background, fixed-width
 // font, so that the columns of the help listing line up.
 class TerminalView : public QPlainTextEdit {
     Q_OBJECT
@@ -23,4 +25,5 @@ public slots:
 private:
     AnsiText m_ansi;
     bool m_empty = true;
+    AnsiLine m_lastLine; // the last paragraph as shown, for redrawing it in place
 };

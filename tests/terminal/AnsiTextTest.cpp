@@ -57,4 +57,32 @@ TEST(AnsiText, ColourCarriesOverAndResets) {
     EXPECT_EQ(reader.parse("\x1b[92mg\x1b[39md")[0], (AnsiLine{{"g", 92}, {"d", 0}}));
 }
 
+TEST(AnsiText, PercentageRedrawnOnTheLineShown) {
+    AnsiText reader;
+    AnsiLine shown = reader.parse("( 3000 bytes ) :    ")[0];
+    for (const char* update : {"\b\b\b33%", "\b\b\b66%", "\b\b\b100%"}) {
+        ASSERT_TRUE(AnsiText::continuesLine(update));
+        const auto lines = reader.parse(update, shown);
+        ASSERT_EQ(lines.size(), 1u);
+        shown = lines[0];
+    }
+    EXPECT_EQ(shown, (AnsiLine{{"( 3000 bytes ) : 100%", 0}}));
+    // A coloured line keeps its colours where it is not overwritten.
+    const auto lines = reader.parse("\b\bok\nnext", AnsiLine{{"ab", 92}, {"cd", 0}});
+    EXPECT_EQ(lines, (std::vector<AnsiLine>{{{"ab", 92}, {"ok", 0}}, {{"next", 0}}}));
+}
+
+TEST(AnsiText, TextsThatOnlyMoveOrShowTheCursor) {
+    const std::pair<const char*, bool> cursorOnly[] = {
+        {"\x1b[?25l", true}, {"\x1b[?25h", true},   {"\x1b[?25l\x1b[?25h", true}, {"", false},
+        {"\x1b[?25", false}, {"\x1b[?25lx", false}, {"\x1b[2K", false},           {"\n", false},
+    };
+    for (const auto& [text, expected] : cursorOnly) {
+        EXPECT_EQ(AnsiText::isCursorControlOnly(text), expected) << text;
+    }
+    EXPECT_TRUE(AnsiText::continuesLine("\b\b\b50%"));
+    EXPECT_FALSE(AnsiText::continuesLine("\r\x1b[2K\tDownloading file a "));
+    EXPECT_FALSE(AnsiText::continuesLine(""));
+}
+
 } // namespace

@@ -211,4 +211,26 @@ TEST_F(TerminalGuiTest, PrintsGoToTheViewOnlyWhileShown) {
     EXPECT_EQ(viewLines(), QStringList{QStringLiteral("shown")});
 }
 
+TEST(TerminalViewProgress, DownloadPercentageStaysOnItsLine) {
+    TerminalView view;
+    for (const char* text : {"Done! IP = 127.0.0.2, Port = 0XC000, MAC = FF.FF.FF.FF.FF.FF", "\x1b[?25l",
+                             "\r\x1b[2K\tDownloading file a.txt ", "( 3000 bytes ) :    ", "\b\b\b33%",
+                             "\b\b\b66%", "\b\b\b100%", "\x1b[?25h", "\n[GETFILE]: EXIT !"}) {
+        view.appendTerminalText(QByteArray(text));
+    }
+    QStringList lines;
+    for (QTextBlock b = view.document()->begin(); b.isValid(); b = b.next()) {
+        lines << b.text();
+    }
+    EXPECT_EQ(lines,
+              (QStringList{QStringLiteral("Done! IP = 127.0.0.2, Port = 0XC000, MAC = FF.FF.FF.FF.FF.FF"),
+                           QStringLiteral("        Downloading file a.txt "),
+                           QStringLiteral("( 3000 bytes ) : 100%"), QString(),
+                           QStringLiteral("[GETFILE]: EXIT !")}));
+    // On an empty view an update has no line to redraw and starts one.
+    view.clearTerminal();
+    view.appendTerminalText("\b\b\b42%");
+    EXPECT_EQ(view.document()->toPlainText(), QStringLiteral("42%"));
+}
+
 } // namespace
