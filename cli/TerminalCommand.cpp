@@ -5,6 +5,7 @@
 #include "app/AppSettings.h"
 #include "app/WorkFolder.h"
 #include "link/SerialLink.h"
+#include "terminal/AnsiText.h"
 #include "terminal/TermPrint.h"
 #include "terminal/VortOShell.h"
 #include "trace/ZelTraceMgr.h"
@@ -138,12 +139,38 @@ bool parse_options(const QStringList& args, Options& o, QString& error) {
     return true;
 }
 
-// Each print is one line on standard output, escape sequences untouched.
-void print_line(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fputc('\n', stdout);
-    std::fflush(stdout);
-}
+// Each print is one line on standard output, escape sequences untouched. The line feed that
+// ends a print is held back until the next one, so that a percentage beginning with backspaces
+// redraws the line it belongs to and a text that only hides or shows the cursor takes no line.
+class StdoutLines {
+public:
+    void print(const std::string& text) {
+        if (AnsiText::isCursorControlOnly(text)) {
+            write(text);
+            return;
+        }
+        if (!AnsiText::continuesLine(text)) {
+            endLine();
+        }
+        write(text);
+        m_open = true;
+    }
+    // Ends the line still open, before a prompt or at exit.
+    void endLine() {
+        if (m_open) {
+            std::fputc('\n', stdout);
+            std::fflush(stdout);
+            m_open = false;
+        }
+    }
+
+private:
+    static void write(const std::string& text) {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        std::fflush(stdout);
+    }
+    bool m_open = false;
+};
 
 // One line from standard input; false at the end of input.
 bool read_input_line(bool interactive, std::string& line) {
@@ -219,10 +246,12 @@ int run_terminal(const QStringList& args) {
     });
     bool allOk = true;
     {
-        ScopedTermPrintSink sink(print_line);
+        StdoutLines stdoutLines;
+        ScopedTermPrintSink sink([&stdoutLines](const std::string& text) { stdoutLines.print(text); });
         if (!o.lines.isEmpty()) {
             for (const QString& line : o.lines) {
                 allOk = shell.runLine(line.toLatin1().toStdString(), false) && allOk;
+                stdoutLines.endLine();
             }
         } else {
             std::string line;
@@ -231,6 +260,7 @@ int run_terminal(const QStringList& args) {
                     break;
                 }
                 allOk = shell.runLine(line, interactive) && allOk;
+                stdoutLines.endLine();
             }
         }
     }

@@ -214,9 +214,9 @@ TEST_F(CliTerminalTest, GetfileWithHostAddressAndPortOptions) {
                                 "\n[GETFILE]: Initializing Ethernet UDP socket...\n"
                                 "Done! IP = 127.0.0.2, Port = " +
                                 QByteArray(portText) +
-                                ", MAC = FF.FF.FF.FF.FF.FF\n"
-                                "\x1b[?25l\n\r\x1b[2K\tDownloading file seq/20240315-081200/frame.bin \n"
-                                "( 2500 bytes ) :    \n\b\b\b33%\n\b\b\b66%\n\b\b\b100%\n\x1b[?25h\n"
+                                ", MAC = FF.FF.FF.FF.FF.FF\x1b[?25l\n"
+                                "\r\x1b[2K\tDownloading file seq/20240315-081200/frame.bin \n"
+                                "( 2500 bytes ) :    \b\b\b33%\b\b\b66%\b\b\b100%\x1b[?25h\n"
                                 "\n[GETFILE]: EXIT !\n";
     EXPECT_EQ(r.out, expected);
     EXPECT_EQ(kelvotest::read_file(workDir + QStringLiteral("/filemanager/seq/20240315-081200/frame.bin")),
