@@ -23,7 +23,8 @@ QLabel* value_label(const char* objectName) {
 double field_mb(const QStringList& fields, int index) {
     bool ok = false;
     const double value = fields.value(index).trimmed().toDouble(&ok);
-    return ok && std::isfinite(value) ? value : 0.0;
+    // A negative or unreadable field counts as no space at all.
+    return ok && std::isfinite(value) && value > 0 ? value : 0.0;
 }
 
 } // namespace
