@@ -1,0 +1,163 @@
+#include "MainHub.h"
+
+#include "MainFlows.h"
+#include "MainTop.h"
+#include "MainWindow.h"
+#include "app/UiDialogs.h"
+#include "ScreenshotTour.h"
+#include "device/InterfaceCamera.h"
+#include "link/SerialLink.h"
+#include "project/FPrjSeq.h"
+#include "project/Project.h"
+#include "sim/DemoInstrument.h"
+#include "terminal/DlgSerialTerminal.h"
+#include "trace/ZelTraceMgr.h"
+#include "worker/CThWorker.h"
+#include "worker/InstrumentLock.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr const char* kModule = "MainWindow";
+
+} // namespace
+
+MainHub::MainHub(MainWindow* window)
+    : QObject(window)
+    , m_window(window)
+    , m_camera(std::make_unique<InterfaceCamera>())
+    , m_worker(std::make_unique<CThWorker>(m_camera.get(), &InstrumentLock::instance()))
+    , m_project(new Project(this))
+    , m_top(new MainTop)
+    , m_sequences(new FPrjSeq(m_project)) {
+    // The dashboard sits above the page area.
+    if (QWidget* central = window->centralWidget()) {
+        if (auto* layout = qobject_cast<QVBoxLayout*>(central->layout())) {
+            layout->insertWidget(0, m_top);
+        }
+    }
+    MainFlows::Parts parts;
+    parts.window = window;
+    parts.camera = m_camera.get();
+    parts.worker = m_worker.get();
+    parts.project = m_project;
+    parts.top = m_top;
+    parts.stack = window->stackedArea();
+    parts.sequencesPage = m_sequences;
+    m_flows = new MainFlows(parts, this);
+    window->setProjectOpener([this](const QString& path) { return m_flows->openProject(path); });
+    wireActions();
+    window->installEventFilter(this);
+}
+
+MainHub::~MainHub() {
+    // The worker goes before the instrument it uses.
+    m_worker.reset();
+    if (m_demo) {
+        close_comm();
+    }
+}
+
+void MainHub::wireActions() {
+    const auto wire = [this](const char* name, auto slot) {
+        if (auto* act = m_window->findChild<QAction*>(QLatin1String(name))) {
+            act->setEnabled(true);
+            connect(act, &QAction::triggered, m_flows, slot);
+        }
+    };
+    wire("actionCheck_connection", [this] { m_flows->checkConnection(true); });
+    wire("actionReboot_and_disconnect", [this] { m_flows->reboot(); });
+    wire("actionAutocheck", [this] { m_flows->autocheck(); });
+    wire("actionErase_data_in_Kelvo6", [this] { m_flows->eraseSdCard(); });
+    wire("actionSynchronize_Kelvo_Time", [this] { m_flows->synchronizeTime(); });
+    wire("actionRead_Kelvo_Time", [this] { m_flows->readTime(); });
+    wire("actionView_current_Camera_HW_Conf", [this] { m_flows->viewHardware(); });
+    wire("actionView_current_Camera_ACQ_Conf", [this] { m_flows->viewAcquisition(); });
+    wire("actionView_Timetable", [this] { m_flows->viewTimetable(); });
+    wire("actionStop_asynchronous_job_ASAP", [this] { m_flows->stopAtEndOfTask(); });
+    wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
+    wire("actionOpen_VortOS_terminal", [this] {
+        // The terminal talks to the instrument itself: not while another operation holds it.
+        const QString holder = InstrumentLock::instance().holder();
+        if (!holder.isEmpty()) {
+            UiDialogs::warning(m_window, QStringLiteral("Instrument busy"), InstrumentLock::busyText(holder));
+            return;
+        }
+        open_terminal(m_window);
+    });
+}
+
+bool MainHub::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_window && event->type() == QEvent::Close && !m_flows->canClose()) {
+        event->ignore();
+        return true;
+    }
+    if (watched == m_window && event->type() == QEvent::Show && !m_shown) {
+        m_shown = true;
+        if (m_demo) {
+            // After the window opened the port of the settings.
+            QTimer::singleShot(0, this, [this] { connectDemo(); });
+        }
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+bool MainHub::startDemo(QString* error, const QString& folder) {
+    auto demo = std::make_unique<DemoInstrument>();
+    if (!demo->start(error, folder)) {
+        return false;
+    }
+    m_demo = std::move(demo);
+    m_camera->setEthernetOverride(m_demo->hostAddress(), m_demo->udpPort());
+    m_window->setWindowTitle(m_window->windowTitle() + demoTitleSuffix());
+    GetTraceMgr()->logf(kModule, ZelLevelInformation, "Demo instrument on {} (UDP {}:{})", m_demo->portPath(),
+                        m_demo->hostAddress(), m_demo->udpPort());
+    return true;
+}
+
+void MainHub::connectDemo() {
+    close_comm();
+    const bool ok = init_comm(m_demo->portPath(), 38400);
+    if (QLabel* status = m_window->commStatusLabel()) {
+        status->setText(comm_port_name());
+        status->setToolTip(QStringLiteral("Demo instrument on %1").arg(comm_port_name()));
+        status->setStyleSheet(ok ? QStringLiteral("color:darkgreen;") : QStringLiteral("color:red;"));
+    }
+    GetSerialTraceMgr()->logf("Open", ZelLevelInformation, "Open {}@{} {}", comm_port_name(), 38400,
+                              ok ? "OK" : "FAILED");
+    m_flows->checkConnection(false);
+}
+
+ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
+    auto* tour = new ScreenshotTour(folder, this);
+    QStackedWidget* stack = m_window->stackedArea();
+    const auto window = [this]() -> QWidget* { return m_window; };
+    const auto topLevel = [](const char* className) {
+        return [className]() -> QWidget* {
+            for (QWidget* w : QApplication::topLevelWidgets()) {
+                if (w->isVisible() && w->inherits(className)) {
+                    return w;
+                }
+            }
+            return nullptr;
+        };
+    };
+    tour->add({QStringLiteral("main.png"), [stack] { stack->setCurrentIndex(0); }, window});
+    tour->add(
+        {QStringLiteral("sequences.png"), [this, stack] { stack->setCurrentWidget(m_sequences); }, window});
+    tour->add({QStringLiteral("hardware-viewer.png"), [this] { m_flows->viewHardware(); },
+               topLevel("DlgParamViewer")});
+    tour->add({QStringLiteral("acquisition-viewer.png"), [this] { m_flows->viewAcquisition(); },
+               topLevel("DlgAcqParamViewer")});
+    tour->add({QStringLiteral("timetable-viewer.png"), [this] { m_flows->viewTimetable(); },
+               topLevel("DlgTimetableViewer")});
+    tour->add({QStringLiteral("terminal.png"), [this] { open_terminal(m_window); }, nullptr});
+    return tour;
+}
