@@ -43,6 +43,8 @@ MainTop::MainTop(QWidget* parent)
     , m_project(value_label("lblProject"))
     , m_status(new QLabel) {
     setObjectName(QStringLiteral("MainTop"));
+    // The pages below take the height; the dashboard keeps to what its fields need.
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     m_voltage->setObjectName(QStringLiteral("lblVoltage"));
     m_sdBar->setObjectName(QStringLiteral("pbSdMemory"));
     m_sdBar->setRange(0, 100);
