@@ -1,0 +1,90 @@
+#include "DlgAppSettings.h"
+
+#include "AppSettings.h"
+#include "SerialDevices.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+DlgAppSettings::DlgAppSettings(QWidget* parent)
+    : QDialog(parent) {
+    setObjectName(QStringLiteral("DlgAppSettings"));
+    setWindowTitle(QStringLiteral("Application settings"));
+
+    edSerialPort = new QComboBox(this);
+    edSerialPort->setObjectName(QStringLiteral("edSerialPort"));
+    edSerialPort->setEditable(true);
+    edSerialPort->setInsertPolicy(QComboBox::NoInsert);
+    edSerialPort->setMinimumWidth(280);
+    edSerialPort->setToolTip(QStringLiteral("A serial device path, e.g. /dev/ttyUSB0"));
+    edSerialSpeed = new QSpinBox(this);
+    edSerialSpeed->setObjectName(QStringLiteral("edSerialSpeed"));
+    edSerialSpeed->setRange(0, AppSettings::kMaxSerialSpeed);
+    cbSerialMonitor = new QCheckBox(this);
+    cbSerialMonitor->setObjectName(QStringLiteral("cbSerialMonitor"));
+    edIP = new QLineEdit(this);
+    edIP->setObjectName(QStringLiteral("edIP"));
+    lblUdpPort = new QLabel(this);
+    lblUdpPort->setObjectName(QStringLiteral("lblUdpPort"));
+    btSave = new QPushButton(QStringLiteral("Save Settings"), this);
+    btSave->setObjectName(QStringLiteral("btSave"));
+    btSave->setStatusTip(QStringLiteral("btGreen"));
+    btSave->setMinimumHeight(32);
+    btCancel = new QPushButton(QStringLiteral("Cancel"), this);
+    btCancel->setObjectName(QStringLiteral("btCancel"));
+    btCancel->setStatusTip(QStringLiteral("btOrange"));
+    btCancel->setMinimumHeight(32);
+
+    auto* form = new QFormLayout;
+    form->addRow(QStringLiteral("Serial port #"), edSerialPort);
+    form->addRow(QStringLiteral("Serial speed"), edSerialSpeed);
+    form->addRow(QStringLiteral("Serial monitor displayed"), cbSerialMonitor);
+    form->addRow(QStringLiteral("Local IP (or auto)"), edIP);
+    form->addRow(QStringLiteral("UDP port"), lblUdpPort);
+    auto* note = new QLabel(QStringLiteral("Restarting application may be required"), this);
+    note->setObjectName(QStringLiteral("lblNote"));
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(btCancel);
+    buttons->addWidget(btSave);
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(form);
+    layout->addWidget(note);
+    layout->addLayout(buttons);
+    QMetaObject::connectSlotsByName(this);
+}
+
+void DlgAppSettings::loadFields() {
+    edSerialPort->clear();
+    edSerialPort->addItems(list_serial_devices(m_devRoot));
+    edSerialPort->setEditText(AppSettings::serialPort());
+    edSerialSpeed->setValue(qBound(0, AppSettings::serialSpeed(), AppSettings::kMaxSerialSpeed));
+    cbSerialMonitor->setChecked(AppSettings::serialMonitor());
+    edIP->setText(AppSettings::localIp());
+    lblUdpPort->setText(QString::number(AppSettings::udpPort()));
+}
+
+void DlgAppSettings::open() {
+    loadFields();
+    QDialog::open();
+}
+
+void DlgAppSettings::on_btSave_clicked() {
+    AppSettings::setSerialPort(edSerialPort->currentText());
+    AppSettings::setSerialSpeed(edSerialSpeed->value());
+    AppSettings::setSerialMonitor(cbSerialMonitor->isChecked());
+    AppSettings::setLocalIp(edIP->text().trimmed());
+    accept();
+    Q_EMIT settingsSaved();
+}
+
+void DlgAppSettings::on_btCancel_clicked() {
+    reject();
+}
