@@ -1,0 +1,168 @@
+#include "app/AppSettings.h"
+#include "app/RecentFiles.h"
+#include "app/SerialDevices.h"
+#include "app/WorkFolder.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QStandardPaths>
+
+namespace {
+void clear_settings() {
+    QSettings().clear();
+}
+} // namespace
+
+TEST(AppSettings, DefaultsWhenNothingIsStored) {
+    clear_settings();
+    EXPECT_EQ(AppSettings::serialPort(), "-1");
+    EXPECT_EQ(AppSettings::serialSpeed(), 38400);
+    EXPECT_FALSE(AppSettings::serialMonitor());
+    EXPECT_EQ(AppSettings::localIp(), "auto");
+    EXPECT_EQ(AppSettings::udpPort(), 49152);
+    EXPECT_EQ(AppSettings::userName(), "");
+    EXPECT_EQ(AppSettings::userEmail(), "");
+    EXPECT_EQ(AppSettings::hideLogin(), "");
+    EXPECT_TRUE(AppSettings::recentFiles().isEmpty());
+    EXPECT_EQ(AppSettings::loginActionText(), "             logged as : ???");
+}
+
+TEST(AppSettings, ValuesLiveUnderTheirKeysInTheKelvoAppStore) {
+    clear_settings();
+    AppSettings::setSerialPort(" /dev/ttyUSB0 ");
+    AppSettings::setSerialSpeed(115200);
+    AppSettings::setSerialMonitor(true);
+    AppSettings::setLocalIp("127.0.0.2");
+    AppSettings::setUser("Ann Lee", "ann@example.org");
+    QSettings raw("KelvoApp", "KelvoApp");
+    EXPECT_EQ(raw.value("serialport").toString(), "/dev/ttyUSB0");
+    EXPECT_EQ(raw.value("serialspeed").toInt(), 115200);
+    EXPECT_EQ(raw.value("serialmonitor").toInt(), 1);
+    EXPECT_EQ(raw.value("localip").toString(), "127.0.0.2");
+    EXPECT_EQ(raw.value("user_name").toString(), "Ann Lee");
+    EXPECT_EQ(raw.value("user_email").toString(), "ann@example.org");
+    // An old numeric setting is read as its number.
+    raw.setValue("serialport", 3);
+    EXPECT_EQ(AppSettings::serialPort(), "3");
+    // Garbage falls back to the defaults instead of a zero speed or port.
+    raw.setValue("serialspeed", "fast");
+    raw.setValue("udpport", 70000);
+    EXPECT_EQ(AppSettings::serialSpeed(), 38400);
+    EXPECT_EQ(AppSettings::udpPort(), 49152);
+    EXPECT_EQ(AppSettings::loginActionText(), "             logged as : Ann Lee");
+}
+
+TEST(AppSettings, HideLoginSkipsTheDialogOnlyWithExactYAndBothFields) {
+    const struct {
+        const char* hide;
+        const char* name;
+        const char* email;
+        bool skipped;
+    } cases[] = {
+        {"Y", "Ann", "ann@example.org", true},   {"y", "Ann", "ann@example.org", false},
+        {"Y ", "Ann", "ann@example.org", false}, {"YES", "Ann", "ann@example.org", false},
+        {"Y", "", "ann@example.org", false},     {"Y", "Ann", "", false},
+        {"", "Ann", "ann@example.org", false},   {nullptr, "Ann", "ann@example.org", false},
+    };
+    for (const auto& c : cases) {
+        clear_settings();
+        QSettings raw;
+        if (c.hide) {
+            raw.setValue("hidelogin", c.hide);
+        }
+        raw.setValue("user_name", c.name);
+        raw.setValue("user_email", c.email);
+        raw.sync();
+        EXPECT_EQ(AppSettings::loginCanBeSkipped(), c.skipped)
+            << (c.hide ? c.hide : "(absent)") << "/" << c.name << "/" << c.email;
+    }
+}
+
+TEST(RecentFiles, NewestFirstWithoutDuplicatesAndAtMost25) {
+    QStringList list;
+    list = RecentFiles::withAdded(list, "/p/a");
+    list = RecentFiles::withAdded(list, "/p/b");
+    list = RecentFiles::withAdded(list, "");
+    EXPECT_EQ(list, QStringList({"/p/b", "/p/a"}));
+    list = RecentFiles::withAdded(list, "/p/a");
+    EXPECT_EQ(list, QStringList({"/p/a", "/p/b"}));
+    EXPECT_EQ(RecentFiles::withAdded({"/x", "/y", "/x"}, "/x"), QStringList({"/x", "/y"}));
+
+    clear_settings();
+    for (int i = 1; i <= 26; ++i) {
+        RecentFiles::add(QStringLiteral("/data/kelvo6_%1/kelvo6_%1").arg(i));
+    }
+    const QStringList stored = QSettings().value("recentFiles").toStringList();
+    ASSERT_EQ(stored.size(), 25);
+    EXPECT_EQ(stored.first(), "/data/kelvo6_26/kelvo6_26");
+    EXPECT_EQ(stored.last(), "/data/kelvo6_2/kelvo6_2"); // the first one was pushed out
+    RecentFiles::add("/data/kelvo6_10/kelvo6_10");
+    const QStringList again = AppSettings::recentFiles();
+    EXPECT_EQ(again.size(), 25);
+    EXPECT_EQ(again[0], "/data/kelvo6_10/kelvo6_10");
+    EXPECT_EQ(again[1], "/data/kelvo6_26/kelvo6_26");
+    EXPECT_EQ(again.count("/data/kelvo6_10/kelvo6_10"), 1);
+}
+
+TEST(RecentFiles, LabelIsParentFolderSlashFileName) {
+    EXPECT_EQ(RecentFiles::label("/data/cruise/kelvo6_sn012_2025_test"), "cruise/kelvo6_sn012_2025_test");
+    EXPECT_EQ(RecentFiles::label("/data/kelvo6_a/config/cruise_info.txt"), "config/cruise_info.txt");
+}
+
+TEST(WorkFolder, CommandLineOption) {
+    const struct {
+        QStringList args;
+        bool ok;
+        const char* dir;
+    } cases[] = {
+        {{"kelvoapp"}, true, ""},
+        {{"kelvoapp", "--workdir", "/tmp/w"}, true, "/tmp/w"},
+        {{"kelvoapp", "--workdir=/tmp/v", "--screenshot", "s.png"}, true, "/tmp/v"},
+        {{"kelvoapp", "--screenshot", "s.png", "--workdir", "rel dir"}, true, "rel dir"},
+        {{"kelvoapp", "--workdir"}, false, ""},
+        {{"kelvoapp", "--workdir", "--screenshot"}, false, ""},
+        {{"kelvoapp", "--workdir="}, false, ""},
+    };
+    for (const auto& c : cases) {
+        QString dir, error;
+        EXPECT_EQ(WorkFolder::parseArguments(c.args, dir, error), c.ok) << c.args.join(' ').toStdString();
+        EXPECT_EQ(dir, c.dir);
+        EXPECT_EQ(error.isEmpty(), c.ok);
+        if (!c.ok) {
+            EXPECT_EQ(error, "--workdir needs a folder: --workdir DIR");
+        }
+    }
+}
+
+TEST(WorkFolder, ChosenFolderElseThePerUserDataFolder) {
+    WorkFolder::setPath(QString());
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    EXPECT_EQ(WorkFolder::path(), QDir::cleanPath(data));
+    EXPECT_TRUE(WorkFolder::path().startsWith(kelvotest::home_dir())); // never the real HOME
+    const QString chosen = kelvotest::make_temp_dir() + "/work/deeper";
+    WorkFolder::setPath(chosen);
+    EXPECT_EQ(WorkFolder::path(), chosen);
+    EXPECT_TRUE(QDir(chosen).exists());
+    EXPECT_EQ(WorkFolder::filePath("Kelvoapp.log"), chosen + "/Kelvoapp.log");
+    EXPECT_EQ(WorkFolder::subFolder("configurator"), chosen + "/configurator");
+    EXPECT_TRUE(QDir(chosen + "/configurator").exists());
+    WorkFolder::setPath(QString());
+}
+
+TEST(SerialDevices, ListsTheSerialKindsInNaturalOrder) {
+    const QString root = kelvotest::make_temp_dir("dev");
+    for (const char* name : {"ttyUSB10", "ttyUSB2", "ttyACM0", "ttyS1", "ttyS0", "tty0", "null", "video0"}) {
+        kelvotest::write_file(root + "/" + name, "");
+    }
+    kelvotest::write_file(root + "/serial/by-id/usb-FTDI_FT232R-if00-port0", "");
+    EXPECT_EQ(list_serial_devices(root).join(' ').toStdString(),
+              QStringList({root + "/ttyUSB2", root + "/ttyUSB10", root + "/ttyACM0", root + "/ttyS0",
+                           root + "/ttyS1", root + "/serial/by-id/usb-FTDI_FT232R-if00-port0"})
+                  .join(' ')
+                  .toStdString());
+    EXPECT_TRUE(list_serial_devices(root + "/missing").isEmpty());
+}
