@@ -2,6 +2,7 @@
 
 #include <QTextCodec>
 
+#include <atomic>
 #include <cstdio>
 
 namespace {
@@ -45,6 +46,26 @@ int cut_length(std::string_view text) {
     return n;
 }
 
+// Local time of the post. Asking the system for local time costs microseconds per call (the
+// time-zone rules are looked up each time), more than the rest of a post together, so the
+// offset from UTC is looked up once a minute and applied to the cheap UTC clock. The minute and
+// its offset travel packed in one atomic so that a reader never pairs a minute with another's
+// offset.
+QDateTime local_now() {
+    static std::atomic<qint64> cache{-1};
+    constexpr qint64 kOffsetBias = qint64(1) << 19; // offsets are within +/- 18 h
+    const QDateTime utc = QDateTime::currentDateTimeUtc();
+    const qint64 minute = utc.toMSecsSinceEpoch() / 60000;
+    qint64 packed = cache.load(std::memory_order_relaxed);
+    if (packed < 0 || (packed >> 20) != minute) {
+        const int offset = utc.toLocalTime().offsetFromUtc();
+        packed = (minute << 20) | (offset + kOffsetBias);
+        cache.store(packed, std::memory_order_relaxed);
+    }
+    const int offset = static_cast<int>((packed & ((qint64(1) << 20) - 1)) - kOffsetBias);
+    return utc.toOffsetFromUtc(offset);
+}
+
 } // namespace
 
 ZelTraceMgr::ZelTraceMgr()
@@ -70,7 +91,7 @@ void ZelTraceMgr::vlog(const char* module, quint32 level, const char* format, va
 
 void ZelTraceMgr::post(const char* module, quint32 level, std::string_view text) const {
     auto msg = QSharedPointer<ZelTraceMgrMsg>::create();
-    msg->date = QDateTime::currentDateTime();
+    msg->date = local_now();
     msg->level = level;
     msg->module = QString::fromUtf8(module ? module : "");
     msg->message = decode_message(text.data(), cut_length(text));

@@ -35,6 +35,9 @@ TEST(TraceMgrPosting, RecordCarriesModuleLevelAndFormattedText) {
     EXPECT_EQ(c.got[0]->message, "Open /dev/ttyUSB0@38400 OK");
     EXPECT_EQ(c.got[1]->message, "Open /dev/ttyS1@9600 FAILED");
     EXPECT_LE(qAbs(c.got[0]->date.msecsTo(QDateTime::currentDateTime())), 5000);
+    // Stamped in local time: the wall-clock text matches the local clock's, not UTC's.
+    EXPECT_EQ(c.got[0]->date.offsetFromUtc(), QDateTime::currentDateTime().offsetFromUtc());
+    EXPECT_EQ(c.got[0]->date.toString("dd/MM hh"), QDateTime::currentDateTime().toString("dd/MM hh"));
 }
 
 TEST(TraceMgrPosting, MessagesAreCutAt255Characters) {
