@@ -373,24 +373,6 @@ void MainFlows::stopAtEndOfTask() {
     }
 }
 
-bool MainFlows::openProjectFolder() {
-    QString start = QDir::homePath();
-    if (m_parts.project != nullptr && m_parts.project->IsOpen()) {
-        start = QFileInfo(m_parts.project->Path()).absolutePath();
-    }
-    const QString folder =
-        UiDialogs::existingDirectory(m_parts.window, QStringLiteral("Select Output Folder"), start);
-    if (folder.isEmpty()) {
-        return false;
-    }
-    if (!QFileInfo(QDir::cleanPath(folder)).fileName().startsWith(QLatin1String("kelvo6_"))) {
-        UiDialogs::warning(m_parts.window, QStringLiteral("Kelvo6 Only"),
-                           QStringLiteral("Only folder starting by kelvo6_ can be opened"));
-        return false;
-    }
-    return openProject(folder, true);
-}
-
 bool MainFlows::openProject(const QString& path, bool tellUser) {
     Project* project = m_parts.project;
     if (project == nullptr) {

@@ -69,8 +69,6 @@ public Q_SLOTS:
     void viewTimetable();
     void stopAtEndOfTask();
 
-    // "Select Output Folder", the "kelvo6_" rule, then openProject().
-    bool openProjectFolder();
     // Opens `path` through the project (the opening text is shown meanwhile); a refused folder
     // is told in a box when `tellUser`.
     bool openProject(const QString& path, bool tellUser = false);

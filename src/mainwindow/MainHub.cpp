@@ -3,8 +3,8 @@
 #include "MainFlows.h"
 #include "MainTop.h"
 #include "MainWindow.h"
-#include "app/UiDialogs.h"
 #include "ScreenshotTour.h"
+#include "app/UiDialogs.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "project/FPrjSeq.h"
@@ -18,7 +18,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QLabel>
 #include <QStackedWidget>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -102,7 +101,7 @@ bool MainHub::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_window && event->type() == QEvent::Show && !m_shown) {
         m_shown = true;
         if (m_demo) {
-            // After the window opened the port of the settings.
+            // After the window opened the demo's port.
             QTimer::singleShot(0, this, [this] { connectDemo(); });
         }
     }
@@ -116,6 +115,7 @@ bool MainHub::startDemo(QString* error, const QString& folder) {
     }
     m_demo = std::move(demo);
     m_camera->setEthernetOverride(m_demo->hostAddress(), m_demo->udpPort());
+    m_window->setPortOverride(m_demo->portPath());
     m_window->setWindowTitle(m_window->windowTitle() + demoTitleSuffix());
     GetTraceMgr()->logf(kModule, ZelLevelInformation, "Demo instrument on {} (UDP {}:{})", m_demo->portPath(),
                         m_demo->hostAddress(), m_demo->udpPort());
@@ -123,15 +123,6 @@ bool MainHub::startDemo(QString* error, const QString& folder) {
 }
 
 void MainHub::connectDemo() {
-    close_comm();
-    const bool ok = init_comm(m_demo->portPath(), 38400);
-    if (QLabel* status = m_window->commStatusLabel()) {
-        status->setText(comm_port_name());
-        status->setToolTip(QStringLiteral("Demo instrument on %1").arg(comm_port_name()));
-        status->setStyleSheet(ok ? QStringLiteral("color:darkgreen;") : QStringLiteral("color:red;"));
-    }
-    GetSerialTraceMgr()->logf("Open", ZelLevelInformation, "Open {}@{} {}", comm_port_name(), 38400,
-                              ok ? "OK" : "FAILED");
     m_flows->checkConnection(false);
 }
 

@@ -243,10 +243,11 @@ void MainWindow::on_action_pen_project_triggered() {
     if (!m_projectPath.isEmpty()) {
         start = QFileInfo(m_projectPath).absolutePath();
     }
-    const QString dir = UiDialogs::existingDirectory(this, QStringLiteral("Select Output Folder"), start);
-    if (dir.isEmpty()) {
+    const QString chosen = UiDialogs::existingDirectory(this, QStringLiteral("Select Output Folder"), start);
+    if (chosen.isEmpty()) {
         return;
     }
+    const QString dir = QDir::cleanPath(chosen);
     if (!QFileInfo(dir).fileName().startsWith(QLatin1String("kelvo6_"))) {
         UiDialogs::warning(this, QStringLiteral("Kelvo6 Only"),
                            QStringLiteral("Only folder starting by kelvo6_ can be opened"));
@@ -258,7 +259,7 @@ void MainWindow::on_action_pen_project_triggered() {
 void MainWindow::openSerialPort() {
     close_comm();
     const int baud = AppSettings::serialSpeed();
-    const QString port = AppSettings::serialPort();
+    const QString port = m_portOverride.isEmpty() ? AppSettings::serialPort() : m_portOverride;
     const bool ok = init_comm(port, static_cast<quint32>(baud));
     const QString name = comm_port_name();
     m_commStatus->setText(name);

@@ -35,8 +35,12 @@ public:
     void setProjectOpener(ProjectOpener opener);
     bool openProject(const QString& path);
 
-    // Closes any open port, opens the one of the settings and shows its state.
+    // Closes any open port, opens the one of the settings (or of this run's override) and shows
+    // its state.
     void openSerialPort();
+    // A port for this run only (the demo instrument): taken instead of the `serialport` setting,
+    // which stays as saved.
+    void setPortOverride(const QString& port) { m_portOverride = port; }
     void addRecentFile(const QString& path);
     void updateRecentFileActions();
 
@@ -85,6 +89,7 @@ private:
     std::unique_ptr<ZelTraceMgrFileMulti> m_appLog;
     std::unique_ptr<ZelTraceMgrFileMulti> m_serialLog;
     ProjectOpener m_projectOpener;
+    QString m_portOverride;
     QString m_projectPath;
     bool m_firstShown = false;
 };

@@ -236,7 +236,7 @@ TEST_F(MainWindowTest, OnlyKelvo6FoldersOpen) {
     EXPECT_EQ(dialogs.seen[0].text, "Only folder starting by kelvo6_ can be opened");
     EXPECT_TRUE(opened.isEmpty());
 
-    dialogs.expectFile("/data/kelvo6_sn012_2025_test");
+    dialogs.expectFile("/data/kelvo6_sn012_2025_test/");
     open->trigger();
     EXPECT_EQ(dialogs.fileRequests.back().caption, "Select Output Folder");
     EXPECT_EQ(opened, QStringList({"/data/kelvo6_sn012_2025_test"}));

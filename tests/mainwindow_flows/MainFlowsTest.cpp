@@ -336,45 +336,11 @@ TEST_F(MainFlowsTest, AutocheckClockAndRebootBoxes) {
     EXPECT_EQ(top->cameraLabel()->text(), QStringLiteral("not connected"));
 }
 
-TEST_F(MainFlowsTest, ProjectFolderMustStartWithKelvo6) {
-    const QString root = kelvotest::make_temp_dir(QStringLiteral("pick"));
-    struct Case {
-        QString folder;
-        bool opens;
-    };
+TEST_F(MainFlowsTest, OpeningAProjectShowsTheOpeningTextThenTheSequencesPage) {
     const QString good = makeProject(QStringLiteral("000120LP"));
-    const Case cases[] = {
-        {root + QStringLiteral("/Kelvo6_sn1_2024_x"), false},
-        {root + QStringLiteral("/kelvo5_sn1_2024_x"), false},
-        {root + QStringLiteral("/my_kelvo6_sn1_2024_x"), false},
-        {good, true},
-        {good + QStringLiteral("/"), true},
-    };
-    for (const Case& c : cases) {
-        project->Close();
-        ScriptedDialogs dialogs;
-        dialogs.expectFile(c.folder);
-        if (!c.opens) {
-            dialogs.expect(QMessageBox::Ok);
-        }
-        EXPECT_EQ(flows->openProjectFolder(), c.opens) << c.folder.toStdString();
-        ASSERT_EQ(dialogs.fileRequests.size(), 1u);
-        EXPECT_EQ(dialogs.fileRequests[0].caption, QStringLiteral("Select Output Folder"));
-        if (!c.opens) {
-            ASSERT_EQ(dialogs.seen.size(), 1u);
-            EXPECT_EQ(dialogs.seen[0].title, QStringLiteral("Kelvo6 Only"));
-            EXPECT_EQ(dialogs.seen[0].text, QStringLiteral("Only folder starting by kelvo6_ can be opened"));
-        } else {
-            EXPECT_TRUE(dialogs.seen.empty());
-            EXPECT_EQ(project->Path(), QDir::cleanPath(good));
-        }
-    }
-    // The dialog starts one level above the open project.
-    ScriptedDialogs dialogs;
-    dialogs.expectFile(QString());
-    EXPECT_FALSE(flows->openProjectFolder());
-    ASSERT_EQ(dialogs.fileRequests.size(), 1u);
-    EXPECT_EQ(dialogs.fileRequests[0].dir, QFileInfo(good).absolutePath());
+    project->Close();
+    EXPECT_TRUE(flows->openProject(good + QStringLiteral("/")));
+    EXPECT_EQ(project->Path(), QDir::cleanPath(good));
     EXPECT_EQ(
         flows->openingPage()->text(),
         QStringLiteral("Project opening in progress...\nMay take long time on big project\nBe patient"));
