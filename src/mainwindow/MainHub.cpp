@@ -4,7 +4,6 @@
 #include "MainTop.h"
 #include "MainWindow.h"
 #include "ScreenshotTour.h"
-#include "app/UiDialogs.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "project/FPrjSeq.h"
@@ -82,15 +81,8 @@ void MainHub::wireActions() {
     wire("actionView_Timetable", [this] { m_flows->viewTimetable(); });
     wire("actionStop_asynchronous_job_ASAP", [this] { m_flows->stopAtEndOfTask(); });
     wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
-    wire("actionOpen_VortOS_terminal", [this] {
-        // The terminal talks to the instrument itself: not while another operation holds it.
-        const QString holder = InstrumentLock::instance().holder();
-        if (!holder.isEmpty()) {
-            UiDialogs::warning(m_window, QStringLiteral("Instrument busy"), InstrumentLock::busyText(holder));
-            return;
-        }
-        open_terminal(m_window);
-    });
+    // Each line of the terminal takes the instrument itself and says so when it is busy.
+    wire("actionOpen_VortOS_terminal", [this] { open_terminal(m_window); });
 }
 
 bool MainHub::eventFilter(QObject* watched, QEvent* event) {
