@@ -20,6 +20,7 @@
 #include <functional>
 #include <mutex>
 #include <poll.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
@@ -66,6 +67,53 @@ bool setRaw(int fd) {
     t.c_cc[VMIN] = 1;
     t.c_cc[VTIME] = 0;
     return tcsetattr(fd, TCSANOW, &t) == 0;
+}
+
+// Reads a card file for a dump: one open, fstat and read, as the PU reads its card. The host's
+// next request waits on this, so the file-system wrappers' extra calls are left out. Returns
+// false with a note saying why nothing is sent.
+bool readCardFile(const QString& path, QByteArray* data, QString* note) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    struct stat st {};
+    if (fd < 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        const int err = errno;
+        const bool missing = fd < 0 ? err == ENOENT : !S_ISREG(st.st_mode);
+        *note = missing ? QStringLiteral("no such file on the card, announced as nothing to send")
+                        : QStringLiteral("cannot read it (%1), announced as nothing to send")
+                              .arg(QString::fromLocal8Bit(std::strerror(err)));
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        return false;
+    }
+    if (st.st_size > qint64(INT32_MAX)) {
+        ::close(fd);
+        *note = QStringLiteral("file too large for a dump header, announced as nothing to send");
+        return false;
+    }
+    QByteArray bytes(qsizetype(st.st_size), Qt::Uninitialized);
+    qsizetype got = 0;
+    int readError = 0;
+    while (got < bytes.size()) {
+        const ssize_t n = ::read(fd, bytes.data() + got, size_t(bytes.size() - got));
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            readError = n < 0 ? errno : 0;
+            break;
+        }
+        got += n;
+    }
+    ::close(fd);
+    if (got != bytes.size()) {
+        *note = QStringLiteral("cannot read it (%1), announced as nothing to send")
+                    .arg(readError != 0 ? QString::fromLocal8Bit(std::strerror(readError))
+                                        : QStringLiteral("the file shrank while read"));
+        return false;
+    }
+    *data = std::move(bytes);
+    return true;
 }
 
 QString systemError(const char* what) {
@@ -197,19 +245,12 @@ void Kelvo6Simulator::Impl::runUdpJob(SimReply& reply, const SimDumpFaults& faul
                    .arg(int(job.lightCorrection));
     } else {
         what = QStringLiteral("filedump %1").arg(job.cardPath);
+        QString note;
         if (!job.localPath.isEmpty()) {
-            QFile f(job.localPath);
-            const QFileInfo fi(job.localPath);
-            if (!fi.isFile()) {
-                notes << QStringLiteral("no such file on the card, announced as nothing to send");
-            } else if (fi.size() > qint64(INT32_MAX)) {
-                notes << QStringLiteral("file too large for a dump header, announced as nothing to send");
-            } else if (!f.open(QIODevice::ReadOnly)) {
-                notes << QStringLiteral("cannot read it (%1), announced as nothing to send")
-                             .arg(f.errorString());
-            } else {
-                data = f.readAll();
+            if (readCardFile(job.localPath, &data, &note)) {
                 fileSize = int(data.size());
+            } else {
+                notes << note;
             }
         }
     }

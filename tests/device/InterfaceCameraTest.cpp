@@ -3,6 +3,7 @@
 #include "device/InterfaceCamera.h"
 #include "eth/LogCapture.h"
 #include "eth/UdpTestSender.h"
+#include "link/ScriptedSerialPort.h"
 #include "link/SerialLink.h"
 #include "sim/Kelvo6Simulator.h"
 #include "support/TestSupport.h"
@@ -14,8 +15,11 @@
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <tuple>
+#include <vector>
 
 using kelvotest::LogCapture;
 using kelvotest::pattern_file;
@@ -341,4 +345,138 @@ TEST_F(InterfaceCameraTest, EthernetErrorsAndPortTakeOver) {
     }
     EXPECT_EQ(cam->prepareEthernet(), 0);
     EXPECT_TRUE(cam->ethernetReady());
+}
+
+TEST_F(InterfaceCameraTest, RebootLeavesTheInstrumentInUserModeWithoutWaiting) {
+    start();
+    ASSERT_TRUE(cam->connectAndIdentify());
+    sim->clearReceived();
+    LogCapture log;
+    EXPECT_EQ(cam->reboot(), QStringLiteral("OK"));
+    EXPECT_TRUE(log.saw("InterfaceCamera|2|Reboot initiated"));
+    // No answer is awaited: the line may still be on its way.
+    EXPECT_TRUE(kelvotest::wait_until([&] { return received(QStringLiteral("$SUreboot;")) == 1; }, 3000));
+    EXPECT_EQ(sim->receivedLines(), (QStringList{"$SU;", "$SUreboot;"}));
+    EXPECT_TRUE(kelvotest::wait_until([&] { return sim->mode() == SimMode::User; }, 3000));
+    EXPECT_EQ(sim->puState(), SimPuState::Off);
+
+    // A busy instrument refuses supervisor mode: nothing is rebooted.
+    sim->setBusy(true);
+    sim->clearReceived();
+    EXPECT_EQ(cam->reboot(), QStringLiteral("Error"));
+    EXPECT_EQ(received(QStringLiteral("$SUreboot;")), 0);
+}
+
+TEST_F(InterfaceCameraTest, ImageParametersOnTheWire) {
+    const std::tuple<int, int, double, const char*> cases[] = {
+        {0, 0, 0.0, "$PU:imgparamset,0,0,0.00;\n"},
+        {3, 250, 1.5, "$PU:imgparamset,3,250,1.50;\n"},
+        {-1, 4095, -0.257, "$PU:imgparamset,-1,4095,-0.26;\n"},
+        {12, 7, 1000.0, "$PU:imgparamset,12,7,1000.00;\n"},
+    };
+    start();
+    ASSERT_TRUE(cam->puSetup());
+    for (const auto& [first, second, third, wire] : cases) {
+        sim->clearReceived();
+        EXPECT_TRUE(cam->setImageParameters(first, second, third));
+        EXPECT_TRUE(kelvotest::wait_until([&] { return sim->receivedBytes().endsWith('\n'); }, 2000));
+        EXPECT_EQ(sim->receivedBytes(), QByteArray(wire));
+    }
+}
+
+TEST_F(InterfaceCameraTest, EthernetDestinationWithAnUnknownVariantSendsNothing) {
+    start();
+    ASSERT_EQ(cam->prepareEthernet(), 0);
+    for (const char* v : {"XX", ""}) {
+        set_instrument_variant(QString::fromLatin1(v));
+        sim->clearReceived();
+        LogCapture log;
+        EXPECT_FALSE(cam->setEthernetDestination()) << v;
+        EXPECT_TRUE(log.saw(
+            std::string("InterfaceCamera|0|Unable enable Ethernet Link, invalid device type  ") + v + " "))
+            << v;
+        EXPECT_TRUE(sim->receivedLines().isEmpty()) << v;
+    }
+    EXPECT_EQ(sim->ethlinkDestination().mode, -1);
+}
+
+namespace {
+
+// The power monitor against a scripted instrument, to reach answers the simulator never gives.
+class PowerReadingTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        script = std::make_shared<PortScript>();
+        set_serial_port_factory([s = script] { return std::make_unique<ScriptedSerialPort>(s); });
+        ASSERT_TRUE(init_comm(QStringLiteral("/dev/scripted"), 38400));
+    }
+    void TearDown() override {
+        close_comm();
+        set_serial_port_factory({});
+        set_instrument_variant(QString());
+    }
+    std::shared_ptr<PortScript> script;
+};
+
+} // namespace
+
+TEST_F(PowerReadingTest, ValuesOfTwoCharactersOrLessReadAsUnknown) {
+    struct Case {
+        const char* variant;
+        const char* answer;
+        const char* reading;
+    };
+    const Case cases[] = {
+        {"LP", "B0 voltage: 12\nB1 voltage: 0.00 V\n$POWERmonitor:OK;\n", "?"},
+        {"LP", "B0 voltage:  9 \n$POWERmonitor:OK;\n", "?"},
+        {"LP", "B0 voltage:\n$POWERmonitor:OK;\n", "?"},
+        {"LP", "B0 voltage: 9.5\n$POWERmonitor:OK;\n", "9.5"},
+        {"LP", "B0 voltage: 12.10 V", "12.10 V"}, // no line feed after the value
+        {"LP", "PBU input voltage: 24.05 V\n", "?"},
+        {"HF", "PBU input voltage: 24\n$POWERmonitor:OK;\n", "?"},
+        {"HF", "PBU input voltage: 24.05 V\n$POWERmonitor:OK;\n", "24.05 V"},
+        {"HF", "B0 voltage: 12.10 V\n", "?"},
+        {"LP", "", "?"},
+    };
+    InterfaceCamera camera([](std::chrono::milliseconds) {});
+    for (const Case& c : cases) {
+        set_instrument_variant(QString::fromLatin1(c.variant));
+        script->lines.clear();
+        script->onLine = [&c](const std::string& line, PortScript& s) {
+            if (line == "$POWERmonitor;" && *c.answer != '\0') {
+                s.answer(c.answer);
+            }
+        };
+        EXPECT_EQ(camera.powerMonitor().toStdString(), c.reading) << c.variant << " " << c.answer;
+        EXPECT_EQ(script->lines, std::vector<std::string>{"$POWERmonitor;"});
+    }
+}
+
+TEST_F(InterfaceCameraTest, PacedDumpNeverDeliversADatagramBeforeTheLinkCarriedIt) {
+    // At 1 Mbit/s an 8,192-byte datagram takes 65.5 ms on the wire: the k-th one may reach the
+    // host only k x 65.5 ms after the header (a sender that runs one datagram ahead fails by 65 ms).
+    const QByteArray file = pattern_file(3 * 8192, 5);
+    SimOptions options;
+    options.cardDir = kelvotest::make_temp_dir(QStringLiteral("card"));
+    options.linkRateMbps = 1;
+    options.packetSize = 8192;
+    ASSERT_TRUE(kelvotest::write_file(options.cardDir + QStringLiteral("/p.bin"), file));
+    start(options);
+    ASSERT_EQ(cam->prepareEthernet(), 0);
+    ASSERT_TRUE(cam->puSetup());
+    ASSERT_TRUE(cam->setEthernetDestination());
+    ASSERT_TRUE(send_message("$PU:filedump,p.bin;"));
+    std::vector<char> buffer(65536);
+    ASSERT_EQ(cam->ethLink().receive(buffer.data(), buffer.size()), 16);
+    const auto header = std::chrono::steady_clock::now();
+    QByteArray got;
+    for (int k = 1; k <= 3; ++k) {
+        const int n = cam->ethLink().receive(buffer.data(), buffer.size());
+        ASSERT_EQ(n, 8192) << k;
+        const auto after =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - header);
+        EXPECT_GE(after.count(), k * 65.536 - 15.0) << "datagram " << k;
+        got.append(buffer.data(), n);
+    }
+    EXPECT_EQ(got, file);
 }
