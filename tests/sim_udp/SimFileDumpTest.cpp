@@ -38,6 +38,8 @@ struct DumpCase {
     const char* header;
     std::vector<int> dataSizes;
 };
+// Test names carry the case name only (a byte dump of the case would hold addresses).
+void PrintTo(const DumpCase& c, std::ostream* os) { *os << c.name; }
 
 class DeviceFormDump : public ::testing::TestWithParam<DumpCase> {};
 
@@ -144,6 +146,7 @@ struct FaultCase {
     SimUdpFault fault;
     std::vector<int> sizes;
 };
+void PrintTo(const FaultCase& c, std::ostream* os) { *os << c.name; }
 
 class DumpFault : public ::testing::TestWithParam<FaultCase> {};
 
