@@ -1,19 +1,11 @@
 #include "SimFrame.h"
+#include "SimHash.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
 namespace {
-
-std::uint32_t hash32(std::uint32_t x) {
-    x ^= x >> 16;
-    x *= 0x7feb352dU;
-    x ^= x >> 15;
-    x *= 0x846ca68bU;
-    x ^= x >> 16;
-    return x;
-}
 
 // A small generator for per-pixel noise: fast and the same on every platform.
 struct Noise {
@@ -29,7 +21,7 @@ struct Noise {
 } // namespace
 
 int SimFrame::particleCount(std::uint32_t index, bool light, std::uint32_t seed) {
-    const std::uint32_t h = hash32(seed * 0x9e3779b9U + index / 8);
+    const std::uint32_t h = sim_hash32(seed * 0x9e3779b9U + index / 8);
     return light ? int(120 + h % 80) : int(6 + h % 6);
 }
 
@@ -45,7 +37,7 @@ void SimFrame::render(unsigned char* pixels, int rows, int columns, int stride, 
     for (int x = 0; x < columns; ++x) {
         colShade[size_t(x)] = int(amplitude * (x - cx) * (x - cx) / r2max * 2.0);
     }
-    Noise noise{hash32(seed ^ (index * 2654435761U)) | 1U};
+    Noise noise{sim_hash32(seed ^ (index * 2654435761U)) | 1U};
     for (int y = 0; y < rows; ++y) {
         const int rowShade = int(amplitude * (y - cy) * (y - cy) / r2max * 2.0);
         unsigned char* line = pixels + size_t(y) * size_t(stride);
@@ -60,10 +52,10 @@ void SimFrame::render(unsigned char* pixels, int rows, int columns, int stride, 
     }
     // Particles: each has a home position, a size and a drift; they sink slowly and sway.
     const int count = particleCount(index, light, seed);
-    const std::uint32_t scene = hash32(seed + 0x51ed270bU + index / 8);
+    const std::uint32_t scene = sim_hash32(seed + 0x51ed270bU + index / 8);
     for (int i = 0; i < count; ++i) {
-        const std::uint32_t a = hash32(scene + std::uint32_t(i) * 0x632be5abU);
-        const std::uint32_t b = hash32(a);
+        const std::uint32_t a = sim_hash32(scene + std::uint32_t(i) * 0x632be5abU);
+        const std::uint32_t b = sim_hash32(a);
         const int radius = 1 + int(a % 97 == 0 ? 14 + b % 12 : (a >> 8) % 6);
         const double sway = std::sin((index + (b % 31)) * 0.35) * 6.0;
         const int py = int((b >> 4) % std::uint32_t(rows) + index * (1 + b % 3)) % rows;
@@ -99,7 +91,7 @@ QByteArray SimFrame::raw(std::uint32_t index, bool light, std::uint32_t seed) {
     // The margins are the sensor's covered pixels: black level plus a little noise.
     QByteArray frame(kRawBytes, Qt::Uninitialized);
     auto* p = reinterpret_cast<unsigned char*>(frame.data());
-    Noise noise{hash32(seed * 7U + index) | 1U};
+    Noise noise{sim_hash32(seed * 7U + index) | 1U};
     for (int y = 0; y < kRawRows; ++y) {
         for (int x = 0; x < kRawColumns; ++x) {
             if (y < kRawTopMargin || x >= kRawColumns - kRawRightMargin) {

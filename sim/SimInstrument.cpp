@@ -1,4 +1,5 @@
 #include "SimInstrument.h"
+#include "SimHash.h"
 
 #include "SimParamSchema.h"
 
@@ -39,16 +40,6 @@ int slotNumber(const QString& text) {
     }
     const int v = text.toInt();
     return v < Kelvo6Simulator::kSlotCount ? v : -1;
-}
-
-// Reproducible object counts for the synthetic results of a bloc.
-quint32 mix(quint32 x) {
-    x ^= x >> 16;
-    x *= 0x7feb352dU;
-    x ^= x >> 15;
-    x *= 0x846ca68bU;
-    x ^= x >> 16;
-    return x;
 }
 
 } // namespace
@@ -629,7 +620,8 @@ QByteArray SimInstrument::takeUnsolicited(qint64 nowMs) {
     while (!running.isEmpty() && m_nextBlocAt >= 0 && nowMs >= m_nextBlocAt) {
         ++m_bloc;
         m_nextBlocAt += m_blocPeriodMs;
-        const quint32 h = mix(quint32(m_bloc) * 2654435761U + quint32(m_runSlot));
+        // Reproducible object counts for the synthetic results of a bloc.
+        const quint32 h = sim_hash32(quint32(m_bloc) * 2654435761U + quint32(m_runSlot));
         // Objects thin out with depth, as in the open ocean.
         const int objects = int(40 + h % 60 + 400.0 / (1.0 + m_pressure / 50.0));
         const int small = objects * 6 / 10;
