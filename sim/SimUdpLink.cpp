@@ -161,13 +161,16 @@ SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const QByteArr
             ++r.datagrams;
         }
     }
+    const auto sendError = [&host, port] {
+        return QStringLiteral("sendto %1:%2 failed: %3")
+            .arg(host)
+            .arg(port)
+            .arg(QString::fromLocal8Bit(std::strerror(errno)));
+    };
     if (!faults.noHeader) {
         const QByteArray h = header(count, fileSize, packetSize);
         if (!sendOne(m_fd, &to, h.constData(), h.size())) {
-            r.error = QStringLiteral("sendto %1:%2 failed: %3")
-                          .arg(host)
-                          .arg(port)
-                          .arg(QString::fromLocal8Bit(std::strerror(errno)));
+            r.error = sendError();
             return r;
         }
         ++r.datagrams;
@@ -198,10 +201,7 @@ SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const QByteArr
                 waitUntil(t0 + std::chrono::nanoseconds(qint64(double(paced) * 8.0 * 1000.0 / rate)));
             }
             if (!sendOne(m_fd, &to, data.constData() + offset, len)) {
-                r.error = QStringLiteral("sendto %1:%2 failed: %3")
-                              .arg(host)
-                              .arg(port)
-                              .arg(QString::fromLocal8Bit(std::strerror(errno)));
+                r.error = sendError();
                 return r;
             }
             ++r.datagrams;

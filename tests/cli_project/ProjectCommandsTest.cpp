@@ -3,35 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QProcess>
 
 using kelvotest::write_file;
 
 namespace {
 
-struct KelvoRun {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-KelvoRun kelvo(const QStringList& args, const QString& cwd = QString()) {
-    QProcess p;
-    if (!cwd.isEmpty()) {
-        p.setWorkingDirectory(cwd);
-    }
-    p.start(kelvotest::bin_dir() + "/kelvo", args);
-    KelvoRun r;
-    if (!p.waitForFinished(30000)) {
-        ADD_FAILURE() << "kelvo did not finish: " << p.errorString().toStdString();
-        p.kill();
-        p.waitForFinished();
-        return r;
-    }
-    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput();
-    r.err = p.readAllStandardError();
-    return r;
+kelvotest::ProgramRun kelvo(const QStringList& args, const QString& cwd = QString()) {
+    return kelvotest::run_program(kelvotest::bin_dir() + "/kelvo", args, QByteArray(), cwd, 30000);
 }
 
 QString make_project() {
@@ -55,7 +33,7 @@ QString make_project() {
 
 TEST(CliProject, ProjectShowPrintsThePartsAndTheSequencesTable) {
     const QString path = make_project();
-    const KelvoRun r =
+    const kelvotest::ProgramRun r =
         kelvo({"project", "show", "kelvo6_sn000120lp_2020_initial"}, QDir(path + "/..").absolutePath());
     ASSERT_EQ(r.status, 0) << r.err.constData();
     QList<QByteArray> lines = r.out.split('\n');
@@ -93,7 +71,7 @@ TEST(CliProject, ProjectThatDoesNotLoadPrintsTheReason) {
         {root + "/kelvo6_sn1_2020_none", "Project kelvo6_sn1_2020_none : Directory not found\n"},
     };
     for (const Case& c : cases) {
-        const KelvoRun r = kelvo({"project", "show", c.dir});
+        const kelvotest::ProgramRun r = kelvo({"project", "show", c.dir});
         EXPECT_EQ(r.status, 1);
         EXPECT_EQ(r.out, "");
         EXPECT_EQ(r.err, c.err);
@@ -109,7 +87,7 @@ TEST(CliProject, SequenceShowPrintsTheSummaryAndTheRows) {
                                "tracked_sizes: 12 20\n"
                                "hw_conf: yes\n"
                                "acq_conf: no\n";
-    KelvoRun r = kelvo({"sequence", "show", path, "seqA"});
+    kelvotest::ProgramRun r = kelvo({"sequence", "show", path, "seqA"});
     ASSERT_EQ(r.status, 0) << r.err.constData();
     EXPECT_EQ(r.out, summary);
 
@@ -122,7 +100,7 @@ TEST(CliProject, SequenceShowPrintsTheSummaryAndTheRows) {
 
 TEST(CliProject, SequenceShowFailuresAndUsage) {
     const QString path = make_project();
-    KelvoRun r = kelvo({"sequence", "show", path, "seqB"});
+    kelvotest::ProgramRun r = kelvo({"sequence", "show", path, "seqB"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(r.err, ("SequenceHandler::ReadDataFile erreur open " + path +

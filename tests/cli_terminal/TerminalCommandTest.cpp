@@ -3,7 +3,6 @@
 #include "support/TestSupport.h"
 
 #include <QFile>
-#include <QProcess>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -14,24 +13,11 @@
 
 namespace {
 
-struct ProcessResult {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using ProcessResult = kelvotest::ProgramRun;
 
 ProcessResult kelvo(const QStringList& args, const QByteArray& input = QByteArray()) {
-    QProcess p;
-    p.start(kelvotest::bin_dir() + QStringLiteral("/kelvo"), QStringList{QStringLiteral("terminal")} + args);
-    EXPECT_TRUE(p.waitForStarted(10000));
-    p.write(input);
-    p.closeWriteChannel();
-    EXPECT_TRUE(p.waitForFinished(60000));
-    ProcessResult r;
-    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput();
-    r.err = p.readAllStandardError();
-    return r;
+    return kelvotest::run_program(kelvotest::bin_dir() + QStringLiteral("/kelvo"),
+                                  QStringList{QStringLiteral("terminal")} + args, input);
 }
 
 class CliTerminalTest : public ::testing::Test {

@@ -5,14 +5,19 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QThread>
+
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 
 namespace kelvotest {
 
-QString home_dir() { return QString::fromLocal8Bit(qgetenv("HOME")); }
+QString home_dir() {
+    return QString::fromLocal8Bit(qgetenv("HOME"));
+}
 
 QString make_temp_dir(const QString& hint) {
     static std::atomic<int> counter{0};
@@ -54,6 +59,32 @@ bool write_file(const QString& path, const QByteArray& bytes) {
         return false;
     }
     return f.write(bytes) == bytes.size();
+}
+
+ProgramRun run_program(const QString& program, const QStringList& args, const QByteArray& input,
+                       const QString& workingDir, int timeoutMs) {
+    QProcess p;
+    if (!workingDir.isEmpty()) {
+        p.setWorkingDirectory(workingDir);
+    }
+    p.start(program, args);
+    ProgramRun r;
+    if (!p.waitForStarted(10000)) {
+        ADD_FAILURE() << program.toStdString() << " did not start: " << p.errorString().toStdString();
+        return r;
+    }
+    p.write(input);
+    p.closeWriteChannel();
+    if (!p.waitForFinished(timeoutMs)) {
+        ADD_FAILURE() << program.toStdString() << " did not finish: " << p.errorString().toStdString();
+        p.kill();
+        p.waitForFinished();
+        return r;
+    }
+    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = p.readAllStandardOutput();
+    r.err = p.readAllStandardError();
+    return r;
 }
 
 bool wait_until(const std::function<bool()>& done, int timeoutMs) {
