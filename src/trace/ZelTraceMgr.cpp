@@ -1,9 +1,12 @@
 #include "ZelTraceMgr.h"
 
+#include <QCoreApplication>
 #include <QTextCodec>
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
+#include <mutex>
 
 namespace {
 
@@ -71,8 +74,8 @@ QDateTime local_now() {
 ZelTraceMgr::ZelTraceMgr()
     : m_dispatcher(new ZelTraceMgrDispatcher) {}
 
-// The dispatcher thread runs until the process ends: the process-wide managers are never
-// destroyed, so records posted during shutdown are still delivered to whoever listens.
+// The process-wide managers are never destroyed, so records posted while the windows close are
+// still delivered to whoever listens; their threads are stopped when the application ends.
 ZelTraceMgr::~ZelTraceMgr() = default;
 
 void ZelTraceMgr::log(const char* module, quint32 level, const char* format, ...) const {
@@ -98,12 +101,43 @@ void ZelTraceMgr::post(const char* module, quint32 level, std::string_view text)
     Q_EMIT m_dispatcher->EnQueueNewMessage(msg);
 }
 
+namespace {
+
+std::atomic<ZelTraceMgr*> g_appManager{nullptr};
+std::atomic<ZelTraceMgr*> g_serialManager{nullptr};
+
+// The process-wide managers live for the whole process, but their dispatcher threads must end
+// before Qt's own globals are torn down: a thread still entering its event loop once the
+// application object is gone warns, and that warning races the exit handlers and crashes the
+// process. Hence the stop when the application object goes, and again at exit for programs
+// that never made one. Records posted afterwards are dropped.
+void stop_process_dispatchers() {
+    for (std::atomic<ZelTraceMgr*>* slot : {&g_appManager, &g_serialManager}) {
+        if (ZelTraceMgr* mgr = slot->load()) {
+            mgr->GetDispatcher()->stopThread();
+        }
+    }
+}
+
+ZelTraceMgr* make_process_manager(std::atomic<ZelTraceMgr*>& slot) {
+    static std::once_flag registered;
+    std::call_once(registered, [] {
+        qAddPostRoutine(stop_process_dispatchers);
+        std::atexit(stop_process_dispatchers);
+    });
+    auto* mgr = new ZelTraceMgr;
+    slot.store(mgr);
+    return mgr;
+}
+
+} // namespace
+
 ZelTraceMgr* GetTraceMgr() {
-    static ZelTraceMgr* const mgr = new ZelTraceMgr;
+    static ZelTraceMgr* const mgr = make_process_manager(g_appManager);
     return mgr;
 }
 
 ZelTraceMgr* GetSerialTraceMgr() {
-    static ZelTraceMgr* const mgr = new ZelTraceMgr;
+    static ZelTraceMgr* const mgr = make_process_manager(g_serialManager);
     return mgr;
 }

@@ -80,6 +80,17 @@ TEST(CliProject, ProjectThatDoesNotLoadPrintsTheReason) {
               QStringList({"meta"}));
 }
 
+// A short run ends while the log's threads are still starting; it must still exit cleanly.
+TEST(CliProject, ShortRunsExitCleanly) {
+    const QString missing = kelvotest::make_temp_dir(QStringLiteral("clishort")) + "/kelvo6_sn1_2020_none";
+    int crashed = 0;
+    for (int i = 0; i < 30; ++i) {
+        const kelvotest::ProgramRun r = kelvo({"project", "show", missing});
+        crashed += r.status == 1 ? 0 : 1;
+    }
+    EXPECT_EQ(crashed, 0);
+}
+
 TEST(CliProject, SequenceShowPrintsTheSummaryAndTheRows) {
     const QString path = make_project();
     const QByteArray summary = "rows: 3\n"
