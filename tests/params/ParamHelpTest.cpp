@@ -1,5 +1,4 @@
 #include "params/ParamHelp.h"
-#include "QtPrinters.h"
 #include "params/ParamSets.h"
 #include "support/TestSupport.h"
 #include "trace/ZelTraceMgr.h"
@@ -7,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QDir>
+#include <QFile>
 
 using kelvotest::make_temp_dir;
 using kelvotest::source_dir;
@@ -25,7 +24,7 @@ TEST(ParamHelp, ShippedFileExplainsEveryParameter) {
         s.build(t);
         for (int i = 1; i < t.size(); ++i) {
             const QString text = help.text(QString::fromStdString(t[i].name));
-            EXPECT_NE(text, "?") << s.group << " " << t[i].name;
+            EXPECT_NE(text.toStdString(), "?") << s.group << " " << t[i].name;
             // Unit, range and typical values make a help text of some substance.
             EXPECT_GT(text.size(), 80) << s.group << " " << t[i].name;
         }
@@ -58,12 +57,12 @@ TEST(ParamHelp, MalformedHelpReadsAsQuestionMarks) {
             ASSERT_TRUE(write_file(path, cs.content));
         }
         const ParamHelp help = ParamHelp::fromFile(path, "hw", "DlgParamViewer");
-        EXPECT_EQ(help.text("Gain"), cs.gain) << cs.content;
-        EXPECT_EQ(help.text("Exp"), cs.exp) << cs.content;
+        EXPECT_EQ(help.text("Gain").toStdString(), cs.gain) << cs.content;
+        EXPECT_EQ(help.text("Exp").toStdString(), cs.exp) << cs.content;
         if (cs.log != nullptr) {
             ASSERT_TRUE(kelvotest::wait_until([&] { return !logged.empty(); }));
-            EXPECT_EQ(logged[0]->module, "DlgParamViewer");
-            EXPECT_EQ(logged[0]->message, cs.log);
+            EXPECT_EQ(logged[0]->module.toStdString(), "DlgParamViewer");
+            EXPECT_EQ(logged[0]->message.toStdString(), cs.log);
         }
     }
     QObject::disconnect(c);

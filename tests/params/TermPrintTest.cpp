@@ -6,22 +6,26 @@
 
 #include <QCoreApplication>
 
-#include <atomic>
 #include <mutex>
 #include <thread>
 #include <vector>
 
-TEST(TermPrint, FormatsAndDropsOneTrailingNewline) {
+TEST(TermPrint, FormatsDropsOneTrailingNewlineAndRestoresAnOuterSink) {
     std::vector<std::string> got;
+    std::vector<std::string> inner;
     ScopedTermPrintSink sink([&](const std::string& s) { got.push_back(s); });
     term_print("\n[ERROR]: (%s) Cannot open file %s !\n", "get_params_from_file", "a.txt");
     term_print("two\n\n");
-    term_print("none");
+    {
+        ScopedTermPrintSink nested([&](const std::string& s) { inner.push_back(s); });
+        term_print("none");
+    }
     term_print("\n");
     term_print("%d-%05.1f", 7, 2.5);
     const std::vector<std::string> expected = {"\n[ERROR]: (get_params_from_file) Cannot open file a.txt !",
-                                               "two\n", "none", "", "7-002.5"};
+                                               "two\n", "", "7-002.5"};
     EXPECT_EQ(got, expected);
+    EXPECT_EQ(inner, std::vector<std::string>{"none"});
 }
 
 TEST(TermPrint, LongTextIsCutAtTheBuffer) {
@@ -35,22 +39,6 @@ TEST(TermPrint, LongTextIsCutAtTheBuffer) {
     EXPECT_EQ(got[0], std::string(127999, 'z'));
     EXPECT_EQ(got[1], std::string(127998, 'y'));
     EXPECT_EQ(got[2], std::string(127999, 'w'));
-}
-
-TEST(TermPrint, SinksNestAndRestore) {
-    std::vector<std::string> outer;
-    std::vector<std::string> inner;
-    {
-        ScopedTermPrintSink a([&](const std::string& s) { outer.push_back(s); });
-        term_print("one");
-        {
-            ScopedTermPrintSink b([&](const std::string& s) { inner.push_back(s); });
-            term_print("two");
-        }
-        term_print("three");
-    }
-    EXPECT_EQ(outer, (std::vector<std::string>{"one", "three"}));
-    EXPECT_EQ(inner, (std::vector<std::string>{"two"}));
 }
 
 TEST(TermPrint, WithoutSinkGoesToTheTraceLog) {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <termios.h>
@@ -33,14 +32,12 @@ public:
         m_thread = std::thread([this] { serve(); });
     }
     ~FakeInstrument() {
-        m_stop = true;
-        if (m_thread.joinable()) {
-            m_thread.join();
-        }
+        received();
         close(m_master);
         close(m_slave);
     }
     const std::string& path() const { return m_path; }
+    // Stops serving; everything sent until then.
     std::string received() {
         m_stop = true;
         if (m_thread.joinable()) {
@@ -51,7 +48,6 @@ public:
 
 private:
     void serve() {
-        std::string line;
         std::size_t next = 0;
         while (!m_stop) {
             pollfd p{m_master, POLLIN, 0};
@@ -62,13 +58,9 @@ private:
             const ssize_t n = read(m_master, buf, sizeof buf);
             for (ssize_t i = 0; i < n; ++i) {
                 m_received += buf[i];
-                line += buf[i];
-                if (buf[i] == '\n') {
-                    if (next < m_answers.size()) {
-                        const std::string& a = m_answers[next++];
-                        (void)!write(m_master, a.data(), a.size());
-                    }
-                    line.clear();
+                if (buf[i] == '\n' && next < m_answers.size()) {
+                    const std::string& a = m_answers[next++];
+                    (void)!write(m_master, a.data(), a.size());
                 }
             }
         }
