@@ -57,17 +57,9 @@ TEST(AnsiText, ColourCarriesOverAndResets) {
     EXPECT_EQ(reader.parse("\x1b[92mg\x1b[39md")[0], (AnsiLine{{"g", 92}, {"d", 0}}));
 }
 
-TEST(AnsiText, PercentageRedrawnOnTheLineShown) {
+// The percentage redrawn in the view is checked with the view itself (terminal_gui).
+TEST(AnsiText, ContinuedLineKeepsItsColoursWhereNotOverwritten) {
     AnsiText reader;
-    AnsiLine shown = reader.parse("( 3000 bytes ) :    ")[0];
-    for (const char* update : {"\b\b\b33%", "\b\b\b66%", "\b\b\b100%"}) {
-        ASSERT_TRUE(AnsiText::continuesLine(update));
-        const auto lines = reader.parse(update, shown);
-        ASSERT_EQ(lines.size(), 1u);
-        shown = lines[0];
-    }
-    EXPECT_EQ(shown, (AnsiLine{{"( 3000 bytes ) : 100%", 0}}));
-    // A coloured line keeps its colours where it is not overwritten.
     const auto lines = reader.parse("\b\bok\nnext", AnsiLine{{"ab", 92}, {"cd", 0}});
     EXPECT_EQ(lines, (std::vector<AnsiLine>{{{"ab", 92}, {"ok", 0}}, {{"next", 0}}}));
 }

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -56,7 +57,22 @@ protected:
     // The instrument accepts supervisor mode with the LP banner.
     void acceptSupervisor() { answers["$SU;"] = InstrumentAnswer::kSupervisorLP; }
 
-    bool run(const std::string& line) { return shell->runLine(line, false); }
+    // Runs one line without echo; `out` and `script->lines` then hold only what this line did.
+    bool run(const std::string& line) {
+        out.clear();
+        script->lines.clear();
+        return shell->runLine(line, false);
+    }
+
+    // The last `n` texts printed (all of them when fewer).
+    std::vector<std::string> tail(std::size_t n) const {
+        return {out.end() - static_cast<std::ptrdiff_t>(std::min(n, out.size())), out.end()};
+    }
+
+    // What a failing command prints last: its own message, then the shell's verdict.
+    static std::vector<std::string> failure(const std::string& message, const std::string& command) {
+        return {message, "\n[VortOS]: Command " + command + " returned an error !"};
+    }
 
     std::string configurator(const std::string& name) const {
         return (workDir + QStringLiteral("/configurator/")).toStdString() + name;
