@@ -16,8 +16,6 @@
 
 namespace {
 
-const QDateTime kClock(QDate(2024, 1, 31), QTime(23, 59, 59));
-
 class TerminalE2eTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -30,7 +28,6 @@ protected:
         shell = std::make_unique<VortOShell>();
         // About two seconds of silence before a command gives up (the default waits thirty).
         shell->context().setAnswerReads(20);
-        shell->context().setClock([] { return kClock; });
         sink = std::make_unique<ScopedTermPrintSink>([this](const std::string& t) { out.push_back(t); });
     }
 
@@ -100,7 +97,7 @@ TEST_F(TerminalE2eTest, HardwareTemplateStoreLoadRoundTrip) {
 TEST_F(TerminalE2eTest, AcquisitionSlotsZeroThreeAndNine) {
     ASSERT_TRUE(run("acqconf template acq.txt"));
     const QByteArray base = kelvotest::read_file(configurator(QStringLiteral("acq.txt")));
-    for (int slot : {0, 3, 9}) {
+    for (int slot : {0, 9}) {
         const QString name = QStringLiteral("acq%1.txt").arg(slot);
         ASSERT_TRUE(kelvotest::write_file(configurator(name), base + "Configuration_name = ACQ_SLOT" +
                                                                   QByteArray::number(slot) + "\n"));
@@ -115,44 +112,14 @@ TEST_F(TerminalE2eTest, AcquisitionSlotsZeroThreeAndNine) {
         EXPECT_EQ(editableValues(configurator(QStringLiteral("back%1.txt").arg(slot)), build_acq_params),
                   editableValues(configurator(name), build_acq_params));
     }
-    EXPECT_TRUE(sim->receivedLines().contains(QStringLiteral("$ACQCONFread:3;")));
-    EXPECT_FALSE(sim->slotFields(3).isEmpty());
+    EXPECT_TRUE(sim->receivedLines().contains(QStringLiteral("$ACQCONFread:9;")));
+    EXPECT_FALSE(sim->slotFields(9).isEmpty());
 }
 
-TEST_F(TerminalE2eTest, SlotOutOfRangeSendsNothing) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"acqconf load 10",
-         "\n[ERROR]: (acqconf_function) Out of range <conf_ID> value (10). Must be between 0 and 9 !"},
-        {"acqconf load -1",
-         "\n[ERROR]: (acqconf_function) Out of range <conf_ID> value (-1). Must be between 0 and 9 !"},
-        {"acqconf store 10 acq.txt",
-         "\n[ERROR]: (acqconf_function) Out of range <conf_ID> value (10). Must be between 0 and 9 !"},
-        {"acqconf load abc", "\n[ERROR]: (acqconf_function) Invalid option abc, or not enough parameters !"},
-    };
-    for (const auto& [line, text] : cases) {
-        EXPECT_FALSE(run(line));
-        EXPECT_EQ(out, (std::vector<std::string>{text, "\n[VortOS]: Command acqconf returned an error !"}));
-    }
-    EXPECT_TRUE(sim->receivedLines().isEmpty());
-}
-
-TEST_F(TerminalE2eTest, TimetableTemplateLoadAndStore) {
+TEST_F(TerminalE2eTest, TimetableTemplateProgrammedByRawLinesThenLoaded) {
     ASSERT_TRUE(run("timetable template"));
     Timetable examples;
     ASSERT_EQ(get_timetable_from_file(configurator(QStringLiteral("Timetable_template.txt")), examples), 5);
-
-    // Store shows the file and leaves the instrument alone.
-    ASSERT_TRUE(run("timetable store Timetable_template.txt"));
-    EXPECT_EQ(out.back(), "\t\tTimetable discarded.");
-    EXPECT_TRUE(sim->timetable().isEmpty());
-    for (const QString& line : sim->receivedLines()) {
-        EXPECT_FALSE(line.startsWith(QStringLiteral("$TIMEPROG"))) << line.toStdString();
-    }
-
-    // Empty instrument timetable.
-    EXPECT_FALSE(run("timetable load"));
-    EXPECT_TRUE(
-        printed("\n[TIMETABLE]: Error when loading VORTAN Timetable. Maybe its Timetable is empty. Abort !"));
 
     // Programmed by raw lines typed in the terminal, then read back into a file.
     ASSERT_TRUE(run("su"));
@@ -182,8 +149,12 @@ TEST_F(TerminalE2eTest, SupervisorUserAndRefusalOfABusyInstrument) {
     const std::string suError = "Unable to put VORTAN into SU mode !\nMaybe the system is not idle "
                                 "(busy/sleeping/ongoing acquisition ?) !";
     const std::pair<const char*, const char*> cases[] = {
-        {"su", "SU_function"},           {"pu on", "PU_function"},           {"reboot", "reboot_function"},
-        {"rtcsync", "rtcsync_function"}, {"hwconf load", "hwconf_function"},
+        {"su", "SU_function"},
+        {"pu on", "PU_function"},
+        {"reboot", "reboot_function"},
+        {"rtcsync", "rtcsync_function"},
+        {"hwconf load", "hwconf_function"},
+        {"acqconf load 0", "acqconf_function"},
     };
     for (const auto& [line, self] : cases) {
         EXPECT_FALSE(run(line)) << line;
@@ -207,20 +178,15 @@ TEST_F(TerminalE2eTest, ProcessingUnitOnAndOff) {
                                              "\n[VortOS]: Command pu returned an error !"}));
 }
 
-TEST_F(TerminalE2eTest, PtAndReboot) {
-    ASSERT_TRUE(run("pt 12.5"));
-    EXPECT_EQ(out, std::vector<std::string>{"\n[PT]: sending $pt:12.50,20240131,235959;"});
-    EXPECT_TRUE(kelvotest::wait_until(
-        [&] { return sim->receivedLines().contains(QStringLiteral("$pt:12.50,20240131,235959;")); }, 3000));
-    EXPECT_FALSE(
-        sim->receivedLines().contains(QStringLiteral("$SU;"))); // pt does not ask for supervisor mode
-
+// The bytes of pt and reboot are checked on the scripted port (terminal); here they reach the
+// instrument.
+TEST_F(TerminalE2eTest, RebootReachesTheInstrument) {
     ASSERT_TRUE(run("reboot"));
     EXPECT_TRUE(kelvotest::wait_until(
         [&] { return sim->receivedLines().contains(QStringLiteral("$SUreboot;")); }, 3000));
 }
 
-TEST_F(TerminalE2eTest, RtcsyncSetsTheClockAndReportsARefusal) {
+TEST_F(TerminalE2eTest, RtcsyncSetsTheClock) {
     sim->setClockOffsetSeconds(-7200);
     // Far enough from a minute's end that the instrument's clock, which runs on after the set,
     // still shows the same minute when read back.
@@ -231,22 +197,6 @@ TEST_F(TerminalE2eTest, RtcsyncSetsTheClockAndReportsARefusal) {
     EXPECT_EQ(out[1], "\n[RTCSYNC]: Host system time is : 20240131,235800");
     EXPECT_TRUE(out[2].starts_with("\n[RTCSYNC]: New VORTAN time is : 20240131,2358")) << out[2];
     EXPECT_EQ(out[2].size(), std::string("\n[RTCSYNC]: New VORTAN time is : 20240131,235800").size());
-
-    sim->clearReceived();
-    sim->setGarbleNextAnswers(1, QStringLiteral("$RTCset"));
-    EXPECT_FALSE(run("rtcsync"));
-    ASSERT_GE(out.size(), 2u);
-    EXPECT_EQ(out[out.size() - 2],
-              "\n[ERROR]: (rtcsync_function) VORTAN answered to '$RTCset' command with an error message !");
-    EXPECT_EQ(sim->receivedLines().count(QStringLiteral("$RTCread;")), 1); // not read again
-}
-
-TEST_F(TerminalE2eTest, SilentInstrumentFailsWithTheCommandsOwnMessage) {
-    sim->setSilentCommands(1000, QStringLiteral("$HWCONFread"));
-    EXPECT_FALSE(run("hwconf load"));
-    ASSERT_GE(out.size(), 2u);
-    EXPECT_EQ(out[out.size() - 2], "\tError when processing VORTAN response. Maybe it does not have a valid "
-                                   "hardware configuration. Abort !");
 }
 
 } // namespace
