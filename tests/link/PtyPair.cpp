@@ -43,7 +43,6 @@ void PtyPair::send(const std::string& bytes) {
 std::string PtyPair::receive(std::chrono::milliseconds quiet, std::chrono::milliseconds limit) {
     using Clock = std::chrono::steady_clock;
     std::string out;
-    out.swap(m_pending);
     const auto end = Clock::now() + limit;
     while (Clock::now() < end) {
         pollfd p{m_master, POLLIN, 0};
@@ -58,31 +57,4 @@ std::string PtyPair::receive(std::chrono::milliseconds quiet, std::chrono::milli
         out.append(buf, static_cast<std::size_t>(n));
     }
     return out;
-}
-
-std::string PtyPair::readLine(std::chrono::milliseconds limit) {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + limit;
-    for (;;) {
-        const auto nl = m_pending.find('\n');
-        if (nl != std::string::npos) {
-            std::string line = m_pending.substr(0, nl + 1);
-            m_pending.erase(0, nl + 1);
-            return line;
-        }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-        if (left.count() <= 0) {
-            return {};
-        }
-        pollfd p{m_master, POLLIN, 0};
-        if (::poll(&p, 1, static_cast<int>(left.count())) <= 0 || !(p.revents & POLLIN)) {
-            return {};
-        }
-        char buf[4096];
-        const ssize_t n = ::read(m_master, buf, sizeof buf);
-        if (n <= 0) {
-            return {};
-        }
-        m_pending.append(buf, static_cast<std::size_t>(n));
-    }
 }

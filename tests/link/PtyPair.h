@@ -22,15 +22,8 @@ public:
     std::string receive(std::chrono::milliseconds quiet = std::chrono::milliseconds(150),
                         std::chrono::milliseconds limit = std::chrono::milliseconds(3000));
 
-    // Reads one line (up to and including the line feed) that the link wrote, waiting at most
-    // `limit`; "" when none came.
-    std::string readLine(std::chrono::milliseconds limit = std::chrono::milliseconds(3000));
-
-    int masterFd() const { return m_master; }
-
 private:
     int m_master = -1;
     int m_slave = -1; // kept open so that the pair survives the link closing its side
     std::string m_path;
-    std::string m_pending;
 };

@@ -19,7 +19,6 @@ struct PortScript {
     std::deque<Read> reads; // once empty, every read is silent
     bool openOk = true;
     bool timeoutsOk = true;
-    bool configureOk = true;
     std::string failureText = "Scripted failure";
     int readCount = 0;
     int purgeCount = 0;
@@ -41,7 +40,7 @@ public:
         : m_script(std::move(script)) {}
 
     bool open(const std::string&) override { return m_script->openOk; }
-    bool configure(unsigned) override { return m_script->configureOk; }
+    bool configure(unsigned) override { return true; }
     bool setReadTimeouts(int, int) override { return m_script->timeoutsOk; }
     bool write(const char* data, std::size_t size, std::size_t& written) override {
         m_script->written.append(data, size);

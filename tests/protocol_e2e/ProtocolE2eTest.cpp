@@ -10,16 +10,11 @@
 
 namespace {
 
+using SimFault = std::function<void(Kelvo6Simulator&)>;
+
 class ProtocolE2eTest : public ::testing::Test {
 protected:
-    void TearDown() override {
-        close_comm();
-        set_comm_error_hook({});
-        if (sim) {
-            sim->stop();
-        }
-        set_instrument_variant(QString());
-    }
+    void TearDown() override { disconnect(); }
 
     // Starts a simulator of the given variant and opens the link on its pseudo-terminal.
     void connect(const QString& variant = QStringLiteral("LP"), SimOptions options = {}) {
@@ -31,6 +26,14 @@ protected:
         ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
         set_instrument_variant(QString());
     }
+    void disconnect() {
+        close_comm();
+        set_comm_error_hook({});
+        if (sim) {
+            sim->stop();
+        }
+        set_instrument_variant(QString());
+    }
 
     int received(const QString& line) const { return static_cast<int>(sim->receivedLines().count(line)); }
 
@@ -39,16 +42,46 @@ protected:
     InstrumentProtocol protocol;
 };
 
-TEST_F(ProtocolE2eTest, BannersGiveTheVariant) {
-    const std::pair<const char*, int> cases[] = {{"LP", SupervisorLP}, {"HF", SupervisorHF}};
-    for (const auto& [variant, expected] : cases) {
-        connect(QString::fromLatin1(variant));
-        EXPECT_EQ(protocol.supervisorMode(true), expected) << variant;
-        EXPECT_EQ(instrument_variant(), QString::fromLatin1(variant));
-        EXPECT_EQ(sim->mode(), SimMode::Supervisor);
-        EXPECT_EQ(received(QStringLiteral("$SU;")), 1);
-        close_comm();
-        sim->stop();
+TEST_F(ProtocolE2eTest, SupervisorSwitch) {
+    struct Case {
+        const char* name;
+        const char* variant;
+        SimFault fault;
+        int result;
+        int suSent; // -1: not counted
+    };
+    const SimFault none = [](Kelvo6Simulator&) {};
+    const Case cases[] = {
+        {"LP banner", "LP", none, SupervisorLP, 1},
+        {"HF banner", "HF", none, SupervisorHF, 1},
+        {"unrelated lines read past", "HF", [](Kelvo6Simulator& s) { s.setUnrelatedLinesBeforeAnswers(3); },
+         SupervisorHF, 1},
+        {"ten unrelated lines, never silent, never resent", "LP",
+         [](Kelvo6Simulator& s) { s.setUnrelatedLinesBeforeAnswers(10); }, SupervisorFailed, 1},
+        {"silent", "LP", [](Kelvo6Simulator& s) { s.setSilentCommands(100); }, SupervisorFailed, 11},
+        {"wakes up after three resends", "LP", [](Kelvo6Simulator& s) { s.setSilentCommands(3); },
+         SupervisorLP, 4},
+        {"busy", "LP", [](Kelvo6Simulator& s) { s.setBusy(true); }, SupervisorFailed, -1},
+        {"garbled", "LP", [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(20); }, SupervisorFailed, -1},
+        {"truncated", "LP", [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(20); }, SupervisorFailed, -1},
+        // Whole-answer comparison: a banner cut into two bursts matches neither half.
+        {"split", "LP", [](Kelvo6Simulator& s) { s.setSplitAnswers(true); }, SupervisorFailed, -1},
+    };
+    for (const auto& c : cases) {
+        connect(QString::fromLatin1(c.variant));
+        c.fault(*sim);
+        const bool ok = c.result != SupervisorFailed;
+        EXPECT_EQ(protocol.supervisorMode(true), c.result) << c.name;
+        EXPECT_EQ(instrument_variant(), ok ? QString::fromLatin1(c.variant) : QString()) << c.name;
+        if (ok) {
+            EXPECT_EQ(sim->mode(), SimMode::Supervisor) << c.name;
+        }
+        if (c.suSent >= 0) {
+            // The last resend may leave just before the switch gives up: let the simulator read it.
+            kelvotest::wait_until([&] { return received(QStringLiteral("$SU;")) >= c.suSent; }, 2000);
+            EXPECT_EQ(received(QStringLiteral("$SU;")), c.suSent) << c.name;
+        }
+        disconnect();
     }
     EXPECT_TRUE(linkErrors.empty());
 }
@@ -61,58 +94,6 @@ TEST_F(ProtocolE2eTest, BackToUserModeFromSupervisorAndFromUser) {
     EXPECT_EQ(protocol.supervisorMode(false), SupervisorLeft); // "$starterr:30;\n"
 }
 
-TEST_F(ProtocolE2eTest, UnrelatedLinesAreReadPast) {
-    connect(QStringLiteral("HF"));
-    sim->setUnrelatedLinesBeforeAnswers(3);
-    EXPECT_EQ(protocol.supervisorMode(true), SupervisorHF);
-}
-
-TEST_F(ProtocolE2eTest, TenUnrelatedLinesGiveFailure) {
-    connect();
-    sim->setUnrelatedLinesBeforeAnswers(10);
-    EXPECT_EQ(protocol.supervisorMode(true), SupervisorFailed);
-    EXPECT_EQ(received(QStringLiteral("$SU;")), 1); // never silent, never resent
-    EXPECT_EQ(instrument_variant(), QString());
-}
-
-TEST_F(ProtocolE2eTest, SilentInstrumentGivesFailureAfterTheResends) {
-    connect();
-    sim->setSilentCommands(100);
-    EXPECT_EQ(protocol.supervisorMode(true), SupervisorFailed);
-    // The last resend leaves just before the switch gives up: let the simulator read it.
-    kelvotest::wait_until([&] { return received(QStringLiteral("$SU;")) >= 11; }, 2000);
-    EXPECT_EQ(received(QStringLiteral("$SU;")), 11);
-    EXPECT_EQ(sim->mode(), SimMode::User);
-}
-
-TEST_F(ProtocolE2eTest, InstrumentThatWakesUpIsReachedByTheResends) {
-    connect();
-    sim->setSilentCommands(3);
-    EXPECT_EQ(protocol.supervisorMode(true), SupervisorLP);
-    EXPECT_EQ(received(QStringLiteral("$SU;")), 4);
-}
-
-TEST_F(ProtocolE2eTest, BusyOrDamagedAnswersFailTheSwitch) {
-    struct Case {
-        const char* name;
-        std::function<void(Kelvo6Simulator&)> fault;
-    };
-    const Case cases[] = {
-        {"busy", [](Kelvo6Simulator& s) { s.setBusy(true); }},
-        {"garbled", [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(20); }},
-        {"truncated", [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(20); }},
-        // Whole-answer comparison: a banner cut into two bursts matches neither half.
-        {"split", [](Kelvo6Simulator& s) { s.setSplitAnswers(true); }},
-    };
-    for (const auto& c : cases) {
-        connect();
-        c.fault(*sim);
-        EXPECT_EQ(protocol.supervisorMode(true), SupervisorFailed) << c.name;
-        close_comm();
-        sim->stop();
-    }
-}
-
 TEST_F(ProtocolE2eTest, PuPowerOnAndOff) {
     const std::pair<const char*, int> cases[] = {{"LP", SupervisorLP}, {"HF", SupervisorHF}};
     for (const auto& [variant, expected] : cases) {
@@ -123,8 +104,7 @@ TEST_F(ProtocolE2eTest, PuPowerOnAndOff) {
         EXPECT_EQ(sim->puState(), SimPuState::Off) << variant;
         EXPECT_EQ(sim->receivedLines(), (QStringList{"$SU;", "$POWERPUset:1;", "$PUready;", "$PU:alive;",
                                                      "$SU;", "$POWERPUset:0;", "$PUready;"}));
-        close_comm();
-        sim->stop();
+        disconnect();
     }
 }
 
@@ -132,7 +112,7 @@ TEST_F(ProtocolE2eTest, PuPowerFailureBranches) {
     struct Case {
         const char* name;
         bool on;
-        std::function<void(Kelvo6Simulator&)> fault;
+        SimFault fault;
         QString lastLine; // the last command the protocol got to send
     };
     const Case cases[] = {
@@ -160,16 +140,8 @@ TEST_F(ProtocolE2eTest, PuPowerFailureBranches) {
         EXPECT_EQ(protocol.puPower(c.on), SupervisorFailed) << c.name;
         ASSERT_FALSE(sim->receivedLines().isEmpty()) << c.name;
         EXPECT_EQ(sim->receivedLines().constLast(), c.lastLine) << c.name;
-        close_comm();
-        sim->stop();
+        disconnect();
     }
-}
-
-TEST_F(ProtocolE2eTest, SilentReadyOnLPGivesUpAfter200Tries) {
-    connect();
-    sim->setSilentCommands(1, QStringLiteral("$PUready"));
-    EXPECT_EQ(protocol.puPower(true), SupervisorFailed);
-    EXPECT_EQ(sim->receivedLines().constLast(), QStringLiteral("$PUready;"));
 }
 
 // With the instrument's own timings the PU takes seconds to boot: the ready wait covers it.
@@ -180,16 +152,6 @@ TEST_F(ProtocolE2eTest, RealisticPuStartIsWaitedFor) {
     connect(QStringLiteral("LP"), options);
     EXPECT_EQ(protocol.puPower(true), SupervisorLP);
     EXPECT_EQ(sim->puState(), SimPuState::Ready);
-}
-
-TEST_F(ProtocolE2eTest, StopSequence) {
-    connect();
-    EXPECT_TRUE(protocol.stopSequence());
-    EXPECT_EQ(sim->receivedLines(), (QStringList{"$stop;;", "$stop;", "$stop;"}));
-    sim->clearReceived();
-    sim->setSilentCommands(100);
-    EXPECT_FALSE(protocol.stopSequence());
-    EXPECT_EQ(sim->receivedLines(), (QStringList{"$stop;;", "$stop;"}));
 }
 
 TEST_F(ProtocolE2eTest, SimpleEthernetLinkNeedsThePu) {
@@ -249,8 +211,7 @@ TEST_F(ProtocolE2eTest, EveryAnsweredCommandIsUnderstood) {
             const ExchangeResult r = c.run();
             EXPECT_TRUE(r.ok) << variant << " " << c.name << ": [" << r.answer << "]";
         }
-        close_comm();
-        sim->stop();
+        disconnect();
     }
 }
 
