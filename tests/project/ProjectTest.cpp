@@ -8,8 +8,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <algorithm>
-
 using kelvotest::LogCapture;
 using kelvotest::read_file;
 using kelvotest::write_file;
@@ -28,33 +26,12 @@ QString make_project(const QString& name, bool withConfig = true) {
     return path;
 }
 
-const QStringList k27 = {"cruise",
-                         "ship",
-                         "filename",
-                         "profileid",
-                         "bottomdepth",
-                         "ctdrosettefilename",
-                         "latitude",
-                         "longitude",
-                         "firstimage",
-                         "volimage",
-                         "aa",
-                         "exp",
-                         "dn",
-                         "winddir",
-                         "windspeed",
-                         "seastate",
-                         "nebuloussness",
-                         "comment",
-                         "endimg",
-                         "yoyo",
-                         "stationid",
-                         "sampletype",
-                         "integrationtime",
-                         "argoid",
-                         "pixelsize",
-                         "sampledatetime",
-                         "constantdepth"};
+// The 27 columns of a current sample header file.
+const QByteArray k27Line = "cruise;ship;filename;profileid;bottomdepth;ctdrosettefilename;latitude;longitude;"
+                           "firstimage;volimage;aa;exp;dn;winddir;windspeed;seastate;nebuloussness;comment;"
+                           "endimg;yoyo;stationid;sampletype;integrationtime;argoid;pixelsize;"
+                           "sampledatetime;constantdepth";
+const QStringList k27 = QString(k27Line).split(';');
 
 struct LoadCounter {
     int count = 0;
@@ -182,13 +159,9 @@ TEST(Project, SampleHeaderGainsTheLaterColumnsWhenMissing) {
 
     p.SampleHeader().Set(0, "sampletype", "P");
     ASSERT_TRUE(p.SaveSampleHeader());
-    EXPECT_EQ(
-        read_file(header),
-        QByteArray("cruise;ship;filename;profileid;bottomdepth;ctdrosettefilename;latitude;longitude;"
-                   "firstimage;volimage;aa;exp;dn;winddir;windspeed;seastate;nebuloussness;comment;"
-                   "endimg;yoyo;stationid;sampletype;integrationtime;argoid;pixelsize;sampledatetime;"
-                   "constantdepth\n"
-                   "c;s;seq1;c_st01;2000;;43.5;7.3;10;0.65;0.004;1.2;;90;5;2;3;;900;;st01;P;nan;;;;nan\n"));
+    EXPECT_EQ(read_file(header),
+              k27Line +
+                  "\nc;s;seq1;c_st01;2000;;43.5;7.3;10;0.65;0.004;1.2;;90;5;2;3;;900;;st01;P;nan;;;;nan\n");
 }
 
 TEST(Project, HeaderColumnsWhateverTheFileHolds) {
@@ -309,11 +282,6 @@ TEST(ModelPrjSeq, OneRowPerSequenceFolderWithFilesAndSampleCounts) {
     ASSERT_TRUE(p.Load(path));
     modelPrjSeq model(&p);
     model.Reload();
-    QStringList headers;
-    for (int c = 0; c < model.columnCount(); ++c) {
-        headers << model.headerData(c, Qt::Horizontal).toString();
-    }
-    EXPECT_EQ(headers, QStringList({"Sequence", "DATA file", "Synth file", "images.zip", "# of sample"}));
     QStringList lines;
     for (int r = 0; r < model.rowCount(); ++r) {
         QStringList cells;
@@ -323,12 +291,6 @@ TEST(ModelPrjSeq, OneRowPerSequenceFolderWithFilesAndSampleCounts) {
         lines << cells.join(' ');
     }
     lines.sort();
+    // A data file of another name does not count, nor does a sample whose name only looks alike.
     EXPECT_EQ(lines, QStringList({"seqA Y Y Y 2", "seqB N N N 0", "seqC N Y N 1"}));
-    QStringList missing = model.SequencesWithoutImageZip();
-    missing.sort();
-    EXPECT_EQ(missing, QStringList({"seqB", "seqC"}));
-
-    p.Close();
-    model.Reload();
-    EXPECT_EQ(model.rowCount(), 0);
 }
