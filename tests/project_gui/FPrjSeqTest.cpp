@@ -58,16 +58,6 @@ void click(FPrjSeq& page, const char* button) {
 
 } // namespace
 
-TEST(FPrjSeq, TableFollowsTheLoadedProject) {
-    Project project;
-    FPrjSeq page(&project);
-    EXPECT_EQ(page.View()->model()->rowCount(), 0);
-    ASSERT_TRUE(project.Load(make_project()));
-    EXPECT_EQ(table_lines(page), QStringList({"seqA Y N Y 1", "seqB Y Y N 0", "seqC N N Y 0"}));
-    project.Close();
-    EXPECT_EQ(page.View()->model()->rowCount(), 0);
-}
-
 TEST(FPrjSeq, ASequenceWithASampleIsNotDeleted) {
     ScriptedDialogs dialogs;
     Project project;
@@ -86,44 +76,39 @@ TEST(FPrjSeq, ASequenceWithASampleIsNotDeleted) {
 }
 
 TEST(FPrjSeq, DeletionAsksWithTheRowCountAndOnlyYesDeletes) {
-    for (const QMessageBox::StandardButton answer :
-         {QMessageBox::No, QMessageBox::Cancel, QMessageBox::Yes}) {
+    const struct {
+        const char* seq;
+        QMessageBox::StandardButton answer;
+        int rows; // in the data file; seqC has none
+    } cases[] = {{"seqB", QMessageBox::No, 3},
+                 {"seqB", QMessageBox::Cancel, 3},
+                 {"seqB", QMessageBox::Yes, 3},
+                 {"seqC", QMessageBox::Yes, 0}};
+    for (const auto& c : cases) {
         ScriptedDialogs dialogs;
         Project project;
         FPrjSeq page(&project);
         const QString path = make_project();
         ASSERT_TRUE(project.Load(path));
-        ASSERT_TRUE(page.SelectSequence("seqB"));
-        dialogs.expect(answer);
+        ASSERT_TRUE(page.SelectSequence(c.seq));
+        dialogs.expect(c.answer);
         click(page, "btdelete");
         ASSERT_EQ(dialogs.seen.size(), 1u);
         const UiDialogRequest& r = dialogs.seen[0];
         EXPECT_EQ(r.icon, QMessageBox::Warning);
+        EXPECT_EQ(r.title, "Delete sequence");
         EXPECT_EQ(r.text,
-                  "Do you want to delete sequence seqB\nThis operation is irreversible and may cause data "
-                  "loss.\n\nData file contains 3 rows");
+                  QStringLiteral("Do you want to delete sequence %1\nThis operation is irreversible and may "
+                                 "cause data loss.\n\nData file contains %2 rows")
+                      .arg(c.seq)
+                      .arg(c.rows));
         EXPECT_EQ(r.buttons, QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
         EXPECT_EQ(r.defaultButton, QMessageBox::Cancel);
-        const bool deleted = answer == QMessageBox::Yes;
-        EXPECT_EQ(QFileInfo::exists(path + "/raw/seqB"), !deleted);
-        EXPECT_EQ(QFileInfo::exists(path + "/raw/seqB/seqB_synthetic.txt"), !deleted);
+        const bool deleted = c.answer == QMessageBox::Yes;
+        EXPECT_EQ(QFileInfo::exists(path + "/raw/" + c.seq), !deleted) << c.seq << " " << c.answer;
         EXPECT_EQ(page.View()->model()->rowCount(), deleted ? 2 : 3);
         EXPECT_TRUE(QFileInfo::exists(path + "/raw/seqA/seqA_data.txt"));
     }
-}
-
-TEST(FPrjSeq, ASequenceWithoutDataFileAsksWithZeroRows) {
-    ScriptedDialogs dialogs;
-    Project project;
-    FPrjSeq page(&project);
-    const QString path = make_project();
-    ASSERT_TRUE(project.Load(path));
-    ASSERT_TRUE(page.SelectSequence("seqC"));
-    dialogs.expect(QMessageBox::Yes);
-    click(page, "btdelete");
-    ASSERT_EQ(dialogs.seen.size(), 1u);
-    EXPECT_TRUE(dialogs.seen[0].text.endsWith("\n\nData file contains 0 rows"));
-    EXPECT_FALSE(QFileInfo::exists(path + "/raw/seqC"));
 }
 
 TEST(FPrjSeq, ButtonsAskForTheirFeatures) {
@@ -161,11 +146,13 @@ TEST(FPrjSeq, ButtonsAskForTheirFeatures) {
     EXPECT_EQ(merge.count(), 1);
 }
 
-TEST(FPrjSeq, RefreshShowsNewSequencesAndSampleCountsAndKeepsTheSelection) {
+TEST(FPrjSeq, TableFollowsTheProjectAndRefreshKeepsTheSelection) {
     Project project;
     FPrjSeq page(&project);
+    EXPECT_EQ(page.View()->model()->rowCount(), 0);
     const QString path = make_project();
     ASSERT_TRUE(project.Load(path));
+    EXPECT_EQ(table_lines(page), QStringList({"seqA Y N Y 1", "seqB Y Y N 0", "seqC N N Y 0"}));
     ASSERT_TRUE(page.SelectSequence("seqB"));
     ASSERT_TRUE(write_file(path + "/raw/seqD/seqD_data.txt", "x"));
     click(page, "btRefresh");
@@ -177,4 +164,6 @@ TEST(FPrjSeq, RefreshShowsNewSequencesAndSampleCountsAndKeepsTheSelection) {
     Q_EMIT project.SamplesUpdated();
     EXPECT_EQ(table_lines(page),
               QStringList({"seqA Y N Y 1", "seqB Y Y N 1", "seqC N N Y 0", "seqD Y N N 0"}));
+    project.Close();
+    EXPECT_EQ(page.View()->model()->rowCount(), 0);
 }
