@@ -1,5 +1,6 @@
 #include "SimClient.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fcntl.h>
 #include <poll.h>
@@ -16,17 +17,15 @@ qint64 nowMs() {
 } // namespace
 
 SimClient::~SimClient() {
-    close();
+    if (m_fd >= 0) {
+        ::close(m_fd);
+    }
 }
 
 bool SimClient::open(const QString& path) {
-    close();
     m_fd = ::open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (m_fd < 0) {
-        return false;
-    }
     termios t{};
-    if (tcgetattr(m_fd, &t) != 0) {
+    if (m_fd < 0 || tcgetattr(m_fd, &t) != 0) {
         return false;
     }
     cfmakeraw(&t);
@@ -35,61 +34,23 @@ bool SimClient::open(const QString& path) {
     return true;
 }
 
-void SimClient::close() {
-    if (m_fd >= 0) {
-        ::close(m_fd);
-        m_fd = -1;
-    }
-}
-
 bool SimClient::send(const QByteArray& bytes) {
     qsizetype done = 0;
     while (done < bytes.size()) {
         const ssize_t n = ::write(m_fd, bytes.constData() + done, size_t(bytes.size() - done));
-        if (n < 0) {
-            pollfd p{m_fd, POLLOUT, 0};
-            if (::poll(&p, 1, 2000) <= 0) {
-                return false;
-            }
-            continue;
+        pollfd p{m_fd, POLLOUT, 0};
+        if (n < 0 && ::poll(&p, 1, 2000) <= 0) {
+            return false;
         }
-        done += n;
+        done += std::max<ssize_t>(n, 0);
     }
     return true;
 }
 
-QByteArray SimClient::readBurst(int firstMs, int silenceMs) {
+QByteArray SimClient::read(int firstMs, int silenceMs, bool untilLineFeed) {
     QByteArray out;
     qint64 deadline = nowMs() + firstMs;
-    for (;;) {
-        const int wait = int(std::max<qint64>(0, deadline - nowMs()));
-        pollfd p{m_fd, POLLIN, 0};
-        if (::poll(&p, 1, wait) <= 0) {
-            return out;
-        }
-        char buf[4096];
-        const ssize_t n = ::read(m_fd, buf, sizeof buf);
-        if (n > 0) {
-            out.append(buf, n);
-            deadline = nowMs() + silenceMs;
-        }
-    }
-}
-
-QByteArray SimClient::exchange(const QByteArray& line, int firstMs) {
-    if (!send(line + '\n')) {
-        return QByteArray("<write failed>");
-    }
-    return readBurst(firstMs);
-}
-
-QByteArray SimClient::exchangeLine(const QByteArray& line, int timeoutMs) {
-    if (!send(line + '\n')) {
-        return QByteArray("<write failed>");
-    }
-    QByteArray out;
-    const qint64 deadline = nowMs() + timeoutMs;
-    while (!out.endsWith('\n')) {
+    while (!(untilLineFeed && out.endsWith('\n'))) {
         pollfd p{m_fd, POLLIN, 0};
         if (::poll(&p, 1, int(std::max<qint64>(0, deadline - nowMs()))) <= 0) {
             break;
@@ -98,7 +59,20 @@ QByteArray SimClient::exchangeLine(const QByteArray& line, int timeoutMs) {
         const ssize_t n = ::read(m_fd, buf, sizeof buf);
         if (n > 0) {
             out.append(buf, n);
+            deadline = untilLineFeed ? deadline : nowMs() + silenceMs;
         }
     }
     return out;
+}
+
+QByteArray SimClient::readBurst(int firstMs, int silenceMs) {
+    return read(firstMs, silenceMs, false);
+}
+
+QByteArray SimClient::exchange(const QByteArray& line, int firstMs) {
+    return send(line + '\n') ? readBurst(firstMs) : QByteArray("<write failed>");
+}
+
+QByteArray SimClient::exchangeLine(const QByteArray& line, int timeoutMs) {
+    return send(line + '\n') ? read(timeoutMs, 0, true) : QByteArray("<write failed>");
 }

@@ -14,7 +14,6 @@ public:
     SimClient& operator=(const SimClient&) = delete;
 
     bool open(const QString& path);
-    void close();
     bool send(const QByteArray& bytes);
     // The first burst that arrives within `firstMs`, ended by `silenceMs` without bytes.
     QByteArray readBurst(int firstMs = 1000, int silenceMs = 150);
@@ -25,5 +24,7 @@ public:
     QByteArray exchangeLine(const QByteArray& line, int timeoutMs = 1000);
 
 private:
+    QByteArray read(int firstMs, int silenceMs, bool untilLineFeed);
+
     int m_fd = -1;
 };
