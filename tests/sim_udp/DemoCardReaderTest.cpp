@@ -5,8 +5,6 @@
 #include "sim/SimDemoCard.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
-#include <QFile>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>

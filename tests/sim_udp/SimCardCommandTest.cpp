@@ -1,12 +1,9 @@
 // The card commands on a card folder: the file list rebuilt, the synthetic data of the last
 // sequence, formatting.
 #include "UdpSession.h"
-#include "support/TestSupport.h"
 
 #include <QDir>
 #include <QFileInfo>
-
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -34,12 +31,6 @@ TEST(TreeUpdate, RewritesTheListingFromTheFolder) {
                          "acq/202401/20240102-000000/20240102-000000_data.txt\n"
                          "acq/202401/20240102-000000/img_0000/a.raw\n"
                          "acq/202401/20240102-000000/img_0000/b.vig\n"));
-
-    // The new listing travels like any file.
-    u.send(u.terminalDump("tree.txt"));
-    const auto got = u.rx.receiveAll();
-    ASSERT_GE(got.size(), 2u);
-    EXPECT_EQ(joined(got, 1), kelvotest::read_file(card + QStringLiteral("/tree.txt")));
 }
 
 TEST(TreeUpdate, ACardFolderRemovedUnderTheSimulatorFails) {
@@ -50,25 +41,26 @@ TEST(TreeUpdate, ACardFolderRemovedUnderTheSimulatorFails) {
 }
 
 TEST(Datareq, ServesTheSyntheticFileOfTheLatestSequence) {
-    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
-    ASSERT_TRUE(kelvotest::write_file(
-        card + QStringLiteral("/acq/202401/20240101-000000/20240101-000000_synthetic.txt"),
-        "1,5.00,10,6,3,1\n"));
-    ASSERT_TRUE(kelvotest::write_file(
-        card + QStringLiteral("/acq/202401/20240102-083000/20240102-083000_synthetic.txt"),
-        "1,2.50,300,180,90,30\r\n2,7.25,250,150,75,25\n\n"));
-    ASSERT_TRUE(kelvotest::write_file(
-        card + QStringLiteral("/acq/202312/20231231-235959/20231231-235959_synthetic.txt"),
-        "9,9.00,9,9,0,0\n"));
+    // AUTOCHECK is no sequence.
+    const QString card = cardWithFiles({QStringLiteral("AUTOCHECK/x_synthetic.txt")});
     UdpSession u(cardOptions(card));
+    EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
     const struct {
-        const char* answer;
-    } expected[] = {{"[PU]:$datareq:OK;\n"},
-                    {"[PU]:1,2.50,300,180,90,30\n"},
-                    {"[PU]:2,7.25,250,150,75,25\n"},
-                    {"[PU]:$datareq:$eof;\n"}};
-    for (const auto& e : expected) {
-        EXPECT_EQ(u.s("$PU:datareq;"), QByteArray(e.answer));
+        const char* sequence;
+        QByteArray synthetic;
+    } files[] = {
+        {"202401/20240101-000000", "1,5.00,10,6,3,1\n"},
+        {"202401/20240102-083000", "1,2.50,300,180,90,30\r\n2,7.25,250,150,75,25\n\n"},
+        {"202312/20231231-235959", "9,9.00,9,9,0,0\n"},
+    };
+    for (const auto& f : files) {
+        const QString seq = QString::fromLatin1(f.sequence);
+        ASSERT_TRUE(kelvotest::write_file(
+            card + QStringLiteral("/acq/%1/%2_synthetic.txt").arg(seq, seq.mid(7)), f.synthetic));
+    }
+    for (const char* answer : {"[PU]:$datareq:OK;\n", "[PU]:1,2.50,300,180,90,30\n",
+                               "[PU]:2,7.25,250,150,75,25\n", "[PU]:$datareq:$eof;\n"}) {
+        EXPECT_EQ(u.s("$PU:datareq;"), QByteArray(answer));
     }
     // Read afresh at the next request: a newer sequence without synthetic file means FAILED.
     ASSERT_TRUE(kelvotest::write_file(
@@ -76,18 +68,17 @@ TEST(Datareq, ServesTheSyntheticFileOfTheLatestSequence) {
     EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
 }
 
-TEST(Datareq, ACardWithoutSequencesFails) {
-    UdpSession u(cardOptions(cardWithFiles({QStringLiteral("AUTOCHECK/x_synthetic.txt")})));
-    EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
-}
-
-TEST(Makefs, EmptiesTheCardButKeepsItsFolder) {
+TEST(Makefs, AnInjectedFailureLeavesTheCardThenFormattingEmptiesItButKeepsItsFolder) {
     const QString card = cardWithFiles({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
                                         QStringLiteral("AUTOCHECK/a.raw"), QStringLiteral("tree.txt"),
                                         QStringLiteral(".hidden")});
     const QString outside = QFileInfo(card).absolutePath() + QStringLiteral("/beside-the-card.txt");
     ASSERT_TRUE(kelvotest::write_file(outside, "kept"));
     UdpSession u(cardOptions(card));
+    u.s.sim->setMakefsFailure(7);
+    EXPECT_EQ(u.s("$PU:makefs;"), QByteArray("[PU]:$makefs:FAILED,7;\n"));
+    EXPECT_EQ(kelvotest::read_file(card + QStringLiteral("/AUTOCHECK/a.raw")), QByteArray("AUTOCHECK/a.raw"));
+    u.s.sim->setMakefsFailure(0);
     EXPECT_EQ(u.s("$PU:makefs;"), QByteArray("[PU]:$makefs:OK,30436,30420,3,64;\n"));
     EXPECT_TRUE(QFileInfo(card).isDir());
     EXPECT_EQ(QDir(card).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
@@ -97,14 +88,6 @@ TEST(Makefs, EmptiesTheCardButKeepsItsFolder) {
     EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:OK;\n"));
     EXPECT_EQ(kelvotest::read_file(card + QStringLiteral("/tree.txt")), QByteArray());
     EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
-}
-
-TEST(Makefs, TheInjectedFailureLeavesTheCardAlone) {
-    const QString card = cardWithFiles({QStringLiteral("a/b/c/x_data.txt")});
-    UdpSession u(cardOptions(card));
-    u.s.sim->setMakefsFailure(7);
-    EXPECT_EQ(u.s("$PU:makefs;"), QByteArray("[PU]:$makefs:FAILED,7;\n"));
-    EXPECT_TRUE(QFileInfo(card + QStringLiteral("/a/b/c/x_data.txt")).isFile());
 }
 
 } // namespace

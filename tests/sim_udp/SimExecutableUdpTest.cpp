@@ -1,14 +1,6 @@
 // The kelvo6-sim program's UDP options: card, packet size, pacing off, a fault, and its log on
 // standard error.
-#include "../sim/SimClient.h"
-#include "UdpReceiver.h"
-#include "support/TestSupport.h"
-
-#include <QProcess>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
+#include "UdpSession.h"
 
 TEST(SimExecutableUdp, ServesTheCardWithTheOptionsGiven) {
     const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
@@ -17,41 +9,27 @@ TEST(SimExecutableUdp, ServesTheCardWithTheOptionsGiven) {
         file[i] = char(i % 253);
     }
     ASSERT_TRUE(kelvotest::write_file(card + QStringLiteral("/a/b/c/x.vig"), file));
-    QProcess p;
-    p.start(kelvotest::bin_dir() + QStringLiteral("/kelvo6-sim"),
-            {QStringLiteral("--card"), card, QStringLiteral("--packet-size"), QStringLiteral("1000"),
-             QStringLiteral("--link-rate"), QStringLiteral("0"), QStringLiteral("--lose-datagram"),
-             QStringLiteral("1")});
-    ASSERT_TRUE(p.waitForStarted(5000));
-    ASSERT_TRUE(p.waitForReadyRead(5000));
-    SimClient client;
-    ASSERT_TRUE(client.open(QString::fromLocal8Bit(p.readLine().trimmed())));
+    SimProgram p({"--card", card, "--packet-size", "1000", "--link-rate", "0", "--lose-datagram", "1"});
     UdpReceiver rx;
     ASSERT_TRUE(rx.bind("127.0.0.2"));
     const QByteArray port = QByteArray::number(rx.port());
-    EXPECT_EQ(client.exchange("$SU;"), QByteArray("== Kelvo6-LP == Entering Supervisor Mode ==\n"));
-    EXPECT_EQ(client.exchange("$POWERPUset:1;"), QByteArray("$ok;\n"));
-    EXPECT_EQ(client.exchange("$PU:ethlink,2,127.0.0.2," + port + ";"), QByteArray("[PU]:$ethlink:OK;\n"));
+    EXPECT_EQ(p.client.exchange("$SU;"), QByteArray("== Kelvo6-LP == Entering Supervisor Mode ==\n"));
+    EXPECT_EQ(p.client.exchange("$POWERPUset:1;"), QByteArray("$ok;\n"));
+    EXPECT_EQ(p.client.exchange("$PU:ethlink,2,127.0.0.2," + port + ";"), QByteArray("[PU]:$ethlink:OK;\n"));
 
-    ASSERT_TRUE(client.send("$PU:filedump,a/b/c/x.vig;\n"));
+    ASSERT_TRUE(p.client.send("$PU:filedump,a/b/c/x.vig;\n"));
     EXPECT_EQ(sizes(rx.receiveAll()), (std::vector<int>{16, 1000, 500}));
-    ASSERT_TRUE(client.send("$PU:filedump,a/b/c/x.vig;\n"));
+    ASSERT_TRUE(p.client.send("$PU:filedump,a/b/c/x.vig;\n"));
     const auto clean = rx.receiveAll();
     EXPECT_EQ(sizes(clean), (std::vector<int>{16, 1000, 1000, 500}));
     EXPECT_EQ(joined(clean, 1), file);
 
-    ::kill(pid_t(p.processId()), SIGTERM);
-    ASSERT_TRUE(p.waitForFinished(5000));
-    EXPECT_EQ(p.exitCode(), 0);
-    const QString log = QString::fromLocal8Bit(p.readAllStandardError());
-    EXPECT_TRUE(log.contains(
-        QStringLiteral("kelvo6-sim: filedump a/b/c/x.vig: 2500 bytes announced, 1500 data bytes in "
-                       "3 datagrams of at most 1000 to 127.0.0.2:%1 (fault: lost datagram)\n")
-            .arg(rx.port())))
-        << log.toStdString();
-    EXPECT_TRUE(log.contains(
-        QStringLiteral("kelvo6-sim: filedump a/b/c/x.vig: 2500 bytes announced, 2500 data bytes in "
-                       "4 datagrams of at most 1000 to 127.0.0.2:%1\n")
-            .arg(rx.port())))
-        << log.toStdString();
+    EXPECT_EQ(p.stop(), 0);
+    const QString log = QString::fromLocal8Bit(p.process.readAllStandardError());
+    EXPECT_EQ(log,
+              QStringLiteral("kelvo6-sim: filedump a/b/c/x.vig: 2500 bytes announced, 1500 data bytes in "
+                             "3 datagrams of at most 1000 to 127.0.0.2:%1 (fault: lost datagram)\n"
+                             "kelvo6-sim: filedump a/b/c/x.vig: 2500 bytes announced, 2500 data bytes in "
+                             "4 datagrams of at most 1000 to 127.0.0.2:%1\n")
+                  .arg(rx.port()));
 }

@@ -26,6 +26,9 @@ struct UdpSession {
     // A request with no serial answer of its own.
     void send(const QByteArray& line) { ASSERT_TRUE(s.client.send(line + '\n')); }
 
+    // Whether the simulator logged exactly this line.
+    bool logged(const QString& line) const { return s.sim->logLines().contains(line); }
+
     QByteArray terminalDump(const QByteArray& path) {
         return "$PU:filedump," + path + ",127.0.0.2," + port() + ",FF.FF.FF.FF.FF.FF;";
     }
@@ -39,9 +42,4 @@ inline SimOptions cardOptions(const QString& card, double rateMbps = 0) {
     o.cardDir = card;
     o.linkRateMbps = rateMbps;
     return o;
-}
-
-// "03 00 00 00 ..." -> bytes
-inline QByteArray hexBytes(const char* spaced) {
-    return QByteArray::fromHex(QByteArray(spaced).replace(' ', ""));
 }
