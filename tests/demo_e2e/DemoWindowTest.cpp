@@ -30,6 +30,8 @@ TEST(DemoWindow, ConnectsAtStartAndShowsTheSimulatorsInstrument) {
         ASSERT_TRUE(kelvotest::wait_until([&] { return top->cameraLabel()->text() == "K6LP-0001"; }, 20000))
             << top->cameraLabel()->text().toStdString();
         EXPECT_EQ(top->variantLabel()->text(), QStringLiteral("LP"));
+        EXPECT_EQ(top->modeLabel()->text(), QStringLiteral("SUPERVISED"));
+        EXPECT_EQ(top->puLabel()->text(), QStringLiteral("PU-K6LP-0001"));
         EXPECT_EQ(top->voltageLabel()->text(), QStringLiteral("Input voltage = 12.10 V"));
         EXPECT_EQ(top->sdLabel()->text(), QStringLiteral("29.17 / 29.72 GB"));
         EXPECT_EQ(top->sdBar()->value(), 98);
