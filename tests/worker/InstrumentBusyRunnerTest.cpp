@@ -1,8 +1,7 @@
-// The busy indicator around an instrument operation: the window keeps running while the job
-// runs, and a busy instrument is refused with a box.
+// An instrument operation behind the busy indicator: the job runs on its own thread holding the
+// instrument while the window's event loop keeps running. (The refusal of a busy instrument is
+// checked through the main window's flows.)
 #include "worker/InstrumentBusyRunner.h"
-#include "support/ScriptedDialogs.h"
-#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -12,12 +11,13 @@
 #include <QTimer>
 
 #include <atomic>
+#include <stdexcept>
 
 TEST(InstrumentBusyRunner, IndicatorNamesTheOperationAndTheEventLoopKeepsRunning) {
     InstrumentLock lock;
     std::atomic<bool> release{false};
     int ticks = 0;
-    QString indicatorText;
+    QString indicatorText, holder;
     bool indicatorModal = false;
     QTimer timer;
     timer.setInterval(10);
@@ -26,49 +26,42 @@ TEST(InstrumentBusyRunner, IndicatorNamesTheOperationAndTheEventLoopKeepsRunning
         if (auto* dlg = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget())) {
             indicatorText = dlg->labelText();
             indicatorModal = dlg->objectName() == QLatin1String("InstrumentBusyIndicator");
+            holder = lock.holder();
         }
         if (ticks >= 5 && !indicatorText.isEmpty()) {
             release = true;
         }
     });
     timer.start();
+    QThread* jobThread = nullptr;
     const auto result = InstrumentBusyRunner::run(
-        nullptr, QStringLiteral("Check Kelvo Time"),
+        nullptr, "Check Kelvo Time",
         [&] {
+            jobThread = QThread::currentThread();
             while (!release.load()) {
                 QThread::msleep(2);
             }
-            return QVariant(QStringLiteral("answer"));
+            return QVariant("$RTCread:20240102,030405;");
         },
         &lock);
     EXPECT_TRUE(result.ran);
-    EXPECT_EQ(result.value.toString(), QStringLiteral("answer"));
+    EXPECT_EQ(result.value.toString(), "$RTCread:20240102,030405;");
     EXPECT_EQ(result.error, QString());
-    EXPECT_GE(ticks, 5);
-    EXPECT_EQ(indicatorText, QStringLiteral("Check Kelvo Time"));
+    EXPECT_NE(jobThread, QThread::currentThread());
+    EXPECT_EQ(indicatorText, "Check Kelvo Time");
     EXPECT_TRUE(indicatorModal);
+    EXPECT_EQ(holder, "Check Kelvo Time");
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
     EXPECT_FALSE(lock.isBusy());
 }
 
-TEST(InstrumentBusyRunner, BusyInstrumentIsRefusedWithABox) {
+TEST(InstrumentBusyRunner, EscapingExceptionBecomesTheErrorTextAndFreesTheInstrument) {
     InstrumentLock lock;
-    InstrumentLockGuard held = lock.tryAcquire(QStringLiteral("Retrieve sequence 20240101-1200 from sensor"));
-    kelvotest::ScriptedDialogs dialogs;
-    dialogs.expect(QMessageBox::Ok);
-    bool ran = false;
     const auto result = InstrumentBusyRunner::run(
-        nullptr, QStringLiteral("Reboot"),
-        [&] {
-            ran = true;
-            return QVariant();
-        },
-        &lock);
-    EXPECT_FALSE(result.ran);
-    EXPECT_FALSE(ran);
-    ASSERT_EQ(dialogs.seen.size(), 1);
-    EXPECT_EQ(dialogs.seen[0].text,
-              QStringLiteral("the instrument is busy with Retrieve sequence 20240101-1200 from sensor"));
-    EXPECT_EQ(dialogs.seen[0].title, QStringLiteral("Instrument busy"));
-    EXPECT_EQ(dialogs.seen[0].icon, QMessageBox::Warning);
+        nullptr, "Autocheck",
+        []() -> QVariant { throw std::runtime_error("Invalid answer : $ok; not found"); }, &lock);
+    EXPECT_TRUE(result.ran);
+    EXPECT_FALSE(result.value.isValid());
+    EXPECT_EQ(result.error, "Exception C++ Non Traité dans un SThread : Invalid answer : $ok; not found");
+    EXPECT_FALSE(lock.isBusy());
 }
