@@ -39,6 +39,7 @@ TEST_F(ConfigTest, BadOptionsPrintTheirErrorAndSendNothing) {
     EXPECT_TRUE(script->written.empty());
 }
 
+// The timetable template's default name is checked through `kelvo terminal` (cli_terminal).
 TEST_F(ConfigTest, TemplatesAreWrittenIntoTheConfiguratorFolder) {
     struct Case {
         const char* line;
@@ -50,7 +51,6 @@ TEST_F(ConfigTest, TemplatesAreWrittenIntoTheConfiguratorFolder) {
         {"hwconf template hw_a.txt", "hw_a.txt", "\n[HWCONF]: template file \""},
         {"acqconf template", "ACQtemplate.txt", "\n[ACQCONF]: template file \""},
         {"acqconf template acq_b.txt", "acq_b.txt", "\n[ACQCONF]: template file \""},
-        {"timetable template", "Timetable_template.txt", "\n[TIMETABLE]: Timetable template file \""},
         {"timetable template tt.txt", "tt.txt", "\n[TIMETABLE]: Timetable template file \""},
     };
     for (const Case& c : cases) {
