@@ -28,7 +28,9 @@ TEST(CardPath, AcceptedPathsStayInsideTheFolder) {
 
 TEST(CardPath, RefusedPathsSayWhy) {
     const QString root = kelvotest::make_temp_dir();
-    const std::pair<const char*, const char*> cases[] = {
+    const std::string base = QDir(root).absolutePath().toStdString();
+    ASSERT_TRUE(QFile::link(kelvotest::make_temp_dir(), root + QStringLiteral("/escape")));
+    const std::pair<std::string, std::string> cases[] = {
         {"/etc/passwd", "Path refused, it is absolute: \"/etc/passwd\""},
         {"\\windows\\x", "Path refused, it is absolute: \"\\windows\\x\""},
         {"C:data.txt", "Path refused, it is absolute: \"C:data.txt\""},
@@ -37,24 +39,15 @@ TEST(CardPath, RefusedPathsSayWhy) {
         {"a\\..\\..\\x", "Path refused, it holds a \"..\" component: \"a\\..\\..\\x\""},
         {"", "Path refused, it is empty: \"\""},
         {"a\nb", "Path refused, it holds control characters: \"a\nb\""},
+        {".", "Path refused, it leaves the folder " + base + ": \".\""},
+        // A link already inside the folder that points out of it.
+        {"escape/file.txt", "Path refused, it leaves the folder " + base + ": \"escape/file.txt\""},
     };
     for (const auto& [card, expected] : cases) {
         QString error;
         EXPECT_FALSE(card_path_in_folder(root, card, &error).has_value()) << card;
         EXPECT_EQ(error.toStdString(), expected);
     }
-    QString error;
-    EXPECT_FALSE(card_path_in_folder(root, ".", &error).has_value());
-    EXPECT_TRUE(error.startsWith(QStringLiteral("Path refused, it leaves the folder ")));
-}
-
-TEST(CardPath, LinkInsideTheFolderPointingOutIsRefused) {
-    const QString root = kelvotest::make_temp_dir();
-    const QString outside = kelvotest::make_temp_dir();
-    ASSERT_TRUE(QFile::link(outside, root + QStringLiteral("/escape")));
-    QString error;
-    EXPECT_FALSE(card_path_in_folder(root, "escape/file.txt", &error).has_value());
-    EXPECT_TRUE(error.startsWith(QStringLiteral("Path refused, it leaves the folder ")));
 }
 
 TEST(CardPath, AtomicWriteReplacesAndCreatesFolders) {

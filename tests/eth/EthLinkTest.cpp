@@ -25,6 +25,13 @@ NetInterfaceAddress iface(const char* name, const char* ip, bool up = true, bool
     return a;
 }
 
+// Binds `link` on 127.0.0.2 as the device does; 0 or the error code.
+int bind_link(EthLink& link, int port, int timeoutMs = 2000) {
+    std::string ip = "127.0.0.2";
+    std::string mac = kUnknownMacText;
+    return link.init_eth_socket(ip, port, mac, 8388608, timeoutMs);
+}
+
 struct ProviderGuard {
     explicit ProviderGuard(std::vector<NetInterfaceAddress> list) {
         set_interface_list_provider([list] { return list; });
@@ -100,30 +107,25 @@ TEST(EthSocket, OnlyLoopbackGivesOneAndNoSocket) {
     EXPECT_TRUE(log.saw("Eth_interfaces|0|init_eth_socket:localIP=127.0.0.1 "));
 }
 
-TEST(EthSocket, ExplicitAddressStillLooksUpTheMac) {
+TEST(EthSocket, ExplicitAddressStillLooksUpTheMacAndAnUnknownOneIsLeftAsGiven) {
     auto made = iface("eth9", "127.0.0.2");
     made.mac = Mac{0xaa, 0xbb, 0xcc, 0x01, 0x02, 0x03};
-    ProviderGuard guard({iface("lo", "127.0.0.1", true, true), made});
-    EthLink link;
-    std::string ip = "127.0.0.2";
-    std::string mac = kUnknownMacText;
-    const int port = kelvotest::free_udp_port();
-    ASSERT_EQ(link.init_eth_socket(ip, port, mac, 8388608, 2000), 0);
-    EXPECT_EQ(ip, "127.0.0.2");
-    EXPECT_EQ(mac, "AA.BB.CC.01.02.03");
-    EXPECT_TRUE(link.isOpen());
-    EXPECT_EQ(link.port(), port);
-    EXPECT_GT(link.grantedReceiveBuffer(), 0);
-    EXPECT_EQ(link.close_eth_socket(), 0);
-    EXPECT_FALSE(link.isOpen());
-}
-
-TEST(EthSocket, UnknownMacIsLeftAsGiven) {
-    EthLink link;
-    std::string ip = "127.0.0.2";
-    std::string mac = kUnknownMacText;
-    ASSERT_EQ(link.init_eth_socket(ip, kelvotest::free_udp_port(), mac, 8388608, 2000), 0);
-    EXPECT_EQ(mac, "FF.FF.FF.FF.FF.FF");
+    const std::pair<std::vector<NetInterfaceAddress>, const char*> cases[] = {
+        {{iface("lo", "127.0.0.1", true, true), made}, "AA.BB.CC.01.02.03"},
+        {{iface("lo", "127.0.0.1", true, true)}, "FF.FF.FF.FF.FF.FF"},
+    };
+    for (const auto& [list, expected] : cases) {
+        ProviderGuard guard(list);
+        EthLink link;
+        std::string ip = "127.0.0.2";
+        std::string mac = kUnknownMacText;
+        ASSERT_EQ(link.init_eth_socket(ip, kelvotest::free_udp_port(), mac, 8388608, 2000), 0);
+        EXPECT_EQ(ip, "127.0.0.2");
+        EXPECT_EQ(mac, expected);
+        EXPECT_TRUE(link.isOpen());
+        EXPECT_EQ(link.close_eth_socket(), 0);
+        EXPECT_FALSE(link.isOpen());
+    }
 }
 
 TEST(EthSocket, BindErrorIsLoggedAndReturned) {
@@ -136,9 +138,7 @@ TEST(EthSocket, BindErrorIsLoggedAndReturned) {
 
     LogCapture log;
     EthLink link;
-    std::string ip = "127.0.0.2";
-    std::string mac = kUnknownMacText;
-    EXPECT_EQ(link.init_eth_socket(ip, port, mac, 8388608, 2000), EADDRINUSE);
+    EXPECT_EQ(bind_link(link, port), EADDRINUSE);
     EXPECT_FALSE(link.isOpen());
     char hex[16];
     std::snprintf(hex, sizeof hex, "%#04x", port);
@@ -170,9 +170,7 @@ TEST(EthSocket, SmallerBufferThanAskedIsLoggedWithTheSetting) {
     EthLink::setSocketFactory([] { return std::make_unique<SmallBufferSocket>(); });
     LogCapture log;
     EthLink link;
-    std::string ip = "127.0.0.2";
-    std::string mac = kUnknownMacText;
-    EXPECT_EQ(link.init_eth_socket(ip, 49152, mac, 8388608, 2000), 0);
+    EXPECT_EQ(bind_link(link, 49152), 0);
     EthLink::setSocketFactory({});
     EXPECT_EQ(link.grantedReceiveBuffer(), 212992);
     EXPECT_TRUE(log.saw("Eth_interfaces|1|init_eth_socket: receive buffer of 212992 bytes granted instead of "
@@ -181,10 +179,8 @@ TEST(EthSocket, SmallerBufferThanAskedIsLoggedWithTheSetting) {
 
 TEST(EthSocket, PurgeCountsAndLogsDiscardedBytes) {
     EthLink link;
-    std::string ip = "127.0.0.2";
-    std::string mac = kUnknownMacText;
     const int port = kelvotest::free_udp_port();
-    ASSERT_EQ(link.init_eth_socket(ip, port, mac, 8388608, 300), 0);
+    ASSERT_EQ(bind_link(link, port, 300), 0);
     LogCapture log;
     EXPECT_EQ(link.purge_socket(), 0);
     UdpTestSender pu;
@@ -203,16 +199,14 @@ TEST(EthSocket, BindingTheSamePortClosesTheOtherLink) {
     EthLink device;
     int released = 0;
     device.setOnReleased([&] { ++released; });
-    std::string ip = "127.0.0.2";
-    std::string mac = kUnknownMacText;
     const int port = kelvotest::free_udp_port();
-    ASSERT_EQ(device.init_eth_socket(ip, port, mac, 8388608, 2000), 0);
+    ASSERT_EQ(bind_link(device, port), 0);
     {
         EthLink terminal;
-        ASSERT_EQ(terminal.init_eth_socket(ip, port, mac, 8388608, 2000), 0);
+        ASSERT_EQ(bind_link(terminal, port), 0);
         EXPECT_FALSE(device.isOpen());
         EXPECT_EQ(released, 1);
     }
-    ASSERT_EQ(device.init_eth_socket(ip, port, mac, 8388608, 2000), 0); // the port is free again
+    ASSERT_EQ(bind_link(device, port), 0); // the port is free again
     EXPECT_EQ(released, 1);
 }

@@ -28,11 +28,6 @@ public:
     }
     ~LogCapture() { QObject::disconnect(m_connection); }
 
-    std::vector<std::string> lines() const {
-        std::lock_guard lock(m_mutex);
-        return m_lines;
-    }
-
     // Waits until a record "module|level|text" was posted `times` times (records are handed over
     // asynchronously).
     bool saw(const std::string& record, int times = 1, int timeoutMs = 3000) const {

@@ -48,24 +48,15 @@ TEST_F(ProtocolE2eTest, SupervisorSwitch) {
         const char* variant;
         SimFault fault;
         int result;
-        int suSent; // -1: not counted
+        int suSent;
     };
     const SimFault none = [](Kelvo6Simulator&) {};
     const Case cases[] = {
         {"LP banner", "LP", none, SupervisorLP, 1},
         {"HF banner", "HF", none, SupervisorHF, 1},
-        {"unrelated lines read past", "HF", [](Kelvo6Simulator& s) { s.setUnrelatedLinesBeforeAnswers(3); },
-         SupervisorHF, 1},
-        {"ten unrelated lines, never silent, never resent", "LP",
-         [](Kelvo6Simulator& s) { s.setUnrelatedLinesBeforeAnswers(10); }, SupervisorFailed, 1},
         {"silent", "LP", [](Kelvo6Simulator& s) { s.setSilentCommands(100); }, SupervisorFailed, 11},
         {"wakes up after three resends", "LP", [](Kelvo6Simulator& s) { s.setSilentCommands(3); },
          SupervisorLP, 4},
-        {"busy", "LP", [](Kelvo6Simulator& s) { s.setBusy(true); }, SupervisorFailed, -1},
-        {"garbled", "LP", [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(20); }, SupervisorFailed, -1},
-        {"truncated", "LP", [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(20); }, SupervisorFailed, -1},
-        // Whole-answer comparison: a banner cut into two bursts matches neither half.
-        {"split", "LP", [](Kelvo6Simulator& s) { s.setSplitAnswers(true); }, SupervisorFailed, -1},
     };
     for (const auto& c : cases) {
         connect(QString::fromLatin1(c.variant));
@@ -73,14 +64,10 @@ TEST_F(ProtocolE2eTest, SupervisorSwitch) {
         const bool ok = c.result != SupervisorFailed;
         EXPECT_EQ(protocol.supervisorMode(true), c.result) << c.name;
         EXPECT_EQ(instrument_variant(), ok ? QString::fromLatin1(c.variant) : QString()) << c.name;
-        if (ok) {
-            EXPECT_EQ(sim->mode(), SimMode::Supervisor) << c.name;
-        }
-        if (c.suSent >= 0) {
-            // The last resend may leave just before the switch gives up: let the simulator read it.
-            kelvotest::wait_until([&] { return received(QStringLiteral("$SU;")) >= c.suSent; }, 2000);
-            EXPECT_EQ(received(QStringLiteral("$SU;")), c.suSent) << c.name;
-        }
+        EXPECT_EQ(sim->mode(), ok ? SimMode::Supervisor : SimMode::User) << c.name;
+        // The last resend may leave just before the switch gives up: let the simulator read it.
+        kelvotest::wait_until([&] { return received(QStringLiteral("$SU;")) >= c.suSent; }, 2000);
+        EXPECT_EQ(received(QStringLiteral("$SU;")), c.suSent) << c.name;
         disconnect();
     }
     EXPECT_TRUE(linkErrors.empty());
@@ -104,42 +91,6 @@ TEST_F(ProtocolE2eTest, PuPowerOnAndOff) {
         EXPECT_EQ(sim->puState(), SimPuState::Off) << variant;
         EXPECT_EQ(sim->receivedLines(), (QStringList{"$SU;", "$POWERPUset:1;", "$PUready;", "$PU:alive;",
                                                      "$SU;", "$POWERPUset:0;", "$PUready;"}));
-        disconnect();
-    }
-}
-
-TEST_F(ProtocolE2eTest, PuPowerFailureBranches) {
-    struct Case {
-        const char* name;
-        bool on;
-        SimFault fault;
-        QString lastLine; // the last command the protocol got to send
-    };
-    const Case cases[] = {
-        // Supervisor mode refused: the power command is then refused in user mode.
-        {"busy", true, [](Kelvo6Simulator& s) { s.setBusy(true); }, "$POWERPUset:1;"},
-        {"power silent", true, [](Kelvo6Simulator& s) { s.setSilentCommands(1, "$POWERPUset"); },
-         "$POWERPUset:1;"},
-        {"power garbled", true, [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(1, "$POWERPUset"); },
-         "$POWERPUset:1;"},
-        {"ready failed", true, [](Kelvo6Simulator& s) { s.setPuStartFailure(true); }, "$PUready;"},
-        {"ready truncated", true, [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(1, "$PUready"); },
-         "$PUready;"},
-        {"alive silent", true, [](Kelvo6Simulator& s) { s.setSilentCommands(1, "$PU:alive"); }, "$PU:alive;"},
-        {"alive garbled", true, [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(1, "$PU:alive"); },
-         "$PU:alive;"},
-        // Power-off still waits for the ready answer.
-        {"off, ready truncated", false, [](Kelvo6Simulator& s) { s.setTruncateNextAnswers(1, "$PUready"); },
-         "$PUready;"},
-        {"off, power refused", false, [](Kelvo6Simulator& s) { s.setGarbleNextAnswers(1, "$POWERPUset"); },
-         "$POWERPUset:0;"},
-    };
-    for (const auto& c : cases) {
-        connect();
-        c.fault(*sim);
-        EXPECT_EQ(protocol.puPower(c.on), SupervisorFailed) << c.name;
-        ASSERT_FALSE(sim->receivedLines().isEmpty()) << c.name;
-        EXPECT_EQ(sim->receivedLines().constLast(), c.lastLine) << c.name;
         disconnect();
     }
 }
