@@ -36,38 +36,29 @@ struct SeqFiles {
     QString dir;
     QString data, synthetic;
     int vig = 0;
-    int raw = 0;
+    QStringList raws; // inside the sequence folder
 };
 
-// The listing classified the way the download page does it.
+// The listing classified the way the download page does it: a sequence is a folder three levels
+// deep, AUTOCHECK stands alone.
 std::map<QString, SeqFiles> classify(const QByteArray& tree) {
-    static const QRegularExpression three(QStringLiteral("^([^/]+)/([^/]+)/([^/]+)/(.+)$"));
-    static const QRegularExpression autocheck(QStringLiteral("^AUTOCHECK/(.+)$"));
+    static const QRegularExpression re(QStringLiteral("^([^/]+/[^/]+/([^/]+)|AUTOCHECK)/(.+)$"));
     std::map<QString, SeqFiles> out;
-    for (const QByteArray& raw : tree.split('\n')) {
-        const QString line = QString::fromUtf8(raw);
-        QString key, dir, file;
-        if (const auto m = three.match(line); m.hasMatch()) {
-            key = m.captured(3);
-            dir = m.captured(1) + '/' + m.captured(2) + '/' + m.captured(3) + '/';
-            file = m.captured(4);
-        } else if (const auto a = autocheck.match(line); a.hasMatch()) {
-            key = QStringLiteral("AUTOCHECK");
-            dir = QStringLiteral("AUTOCHECK/");
-            file = a.captured(1);
-        } else {
+    for (const QByteArray& line : tree.split('\n')) {
+        const auto m = re.match(QString::fromUtf8(line));
+        if (!m.hasMatch()) {
             continue;
         }
-        SeqFiles& s = out[key];
+        SeqFiles& s = out[m.captured(2).isEmpty() ? m.captured(1) : m.captured(2)];
+        const QString file = m.captured(3);
         if (file.endsWith(QLatin1String("_data.txt"))) {
             s.data = file;
-            s.dir = dir;
-        } else if (file.endsWith(QLatin1String(".vig"))) {
-            ++s.vig;
-        } else if (file.endsWith(QLatin1String(".raw"))) {
-            ++s.raw;
-        } else if (file.endsWith(QLatin1String("_synthetic.txt"))) {
-            s.synthetic = file;
+            s.dir = m.captured(1) + '/';
+        }
+        s.synthetic = file.endsWith(QLatin1String("_synthetic.txt")) ? file : s.synthetic;
+        s.vig += file.endsWith(QLatin1String(".vig")) ? 1 : 0;
+        if (file.endsWith(QLatin1String(".raw"))) {
+            s.raws << file;
         }
     }
     return out;
@@ -90,8 +81,8 @@ TEST(DemoCard, LayoutAsTheDownloadPageReadsIt) {
     ASSERT_EQ(seqs.size(), 5u);
     ASSERT_EQ(seqs.count(QStringLiteral("AUTOCHECK")), 1u);
     EXPECT_FALSE(seqs.at(QStringLiteral("AUTOCHECK")).data.isEmpty());
-    EXPECT_GE(seqs.at(QStringLiteral("AUTOCHECK")).raw, 1);
-    int raws = seqs.at(QStringLiteral("AUTOCHECK")).raw;
+    EXPECT_GE(seqs.at(QStringLiteral("AUTOCHECK")).raws.size(), 1);
+    int raws = seqs.at(QStringLiteral("AUTOCHECK")).raws.size();
     int withImages = 0;
     static const QRegularExpression name(QStringLiteral("^20[0-9]{6}-[0-9]{6}$"));
     for (const auto& [key, s] : seqs) {
@@ -102,7 +93,7 @@ TEST(DemoCard, LayoutAsTheDownloadPageReadsIt) {
         EXPECT_EQ(s.data, key + QStringLiteral("_data.txt"));
         EXPECT_EQ(s.synthetic, key + QStringLiteral("_synthetic.txt"));
         EXPECT_TRUE(s.dir.startsWith(QStringLiteral("acq/") + key.left(6) + '/')) << s.dir.toStdString();
-        raws += s.raw;
+        raws += s.raws.size();
         withImages += s.vig > 0 ? 1 : 0;
     }
     EXPECT_EQ(withImages, 3);
@@ -123,7 +114,7 @@ struct Row {
     int objects;
 };
 
-TEST(DemoCard, DataFilesCarryConfigurationThenOneLinePerImage) {
+TEST(DemoCard, DataFilesHoldOneLinePerImageAlongTheirProfile) {
     const QString card = makeCard(2);
     const auto seqs = classify(kelvotest::read_file(card + QStringLiteral("/tree.txt")));
     int profiles = 0;
@@ -199,10 +190,9 @@ TEST(DemoCard, ServedOverUdpByteForByte) {
     ASSERT_TRUE(u.ethlink());
     const auto seqs = classify(kelvotest::read_file(card + QStringLiteral("/tree.txt")));
     QString rawPath;
-    for (const QString& l :
-         QString::fromUtf8(kelvotest::read_file(card + QStringLiteral("/tree.txt"))).split('\n')) {
-        if (l.endsWith(QLatin1String(".raw")) && l.startsWith(QLatin1String("acq/"))) {
-            rawPath = l;
+    for (const auto& [key, s] : seqs) {
+        if (key != QLatin1String("AUTOCHECK") && !s.raws.isEmpty()) {
+            rawPath = s.dir + s.raws.first();
             break;
         }
     }
