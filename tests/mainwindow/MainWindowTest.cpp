@@ -6,7 +6,6 @@
 #include "link/SerialLink.h"
 #include "support/ScriptedDialogs.h"
 #include "support/TestSupport.h"
-#include "trace/ZelTraceMgrTreeView.h"
 
 #include <gtest/gtest.h>
 
@@ -18,8 +17,6 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QSettings>
-#include <QStackedWidget>
-#include <QStatusBar>
 #include <QTest>
 
 #include <pty.h>
@@ -132,71 +129,61 @@ TEST_F(MainWindowTest, MenusAndActionsInOrderWithTheirLabels) {
     }
     EXPECT_EQ(bar, QStringList({"&File", "&Sensor", "&Project", "&Help", "Data", "Login"}));
 
-    const struct {
-        const char* name;
-        const char* label;
-        bool enabled;
-    } actions[] = {
-        {"action_pen_project", "&\xCE\x9Fpen project", false},
-        {"actionExit", "Exit", true},
-        {"actionCreate_new_project", "Create &new project", false},
-        {"actionProject_sequences", "Manage downloaded sequences", false},
-        {"actionProject_samples", "Manage samples", false},
-        {"actionProject_settings", "Edit project metadata", false},
-        {"actionView_serial_monitoring", "Monitor serial port", true},
-        {"actionApplication_settings", "Application settings", true},
-        {"actionOpen_VortOS_terminal", "Open VortOS terminal", false},
-        {"actionView_current_Camera_HW_Conf", "View camera settings (HW)", false},
-        {"actionView_current_Camera_ACQ_Conf", "View acquisition settings (ACQ)", false},
-        {"actionView_Timetable", "View Timetable", false},
-        {"actionView_camera_settings_HW_File", "View camera settings (HW) File", false},
-        {"actionView_acquisition_settings_ACQ_File", "View acquisition settings (ACQ) File", false},
-        {"actionView_Timetable_File", "View Timetable File", false},
-        {"actionCheck_connection", "Connect to sensor", false},
-        {"actionAutocheck", "Autocheck", false},
-        {"actionDownload_Data", "Download sequences", false},
-        {"actionStop_asynchronous_job_ASAP", "Stop at the end of current task", false},
-        {"actionErase_data_in_Kelvo6", "Delete sequence in Kelvo6", false},
-        {"actionSynchronize_Kelvo_Time", "Synchronize Kelvo Time with PC (UTC)", false},
-        {"actionRead_Kelvo_Time", "Check Kelvo Time", false},
-        {"actionReboot_and_disconnect", "Reboot sensor and disconnect", false},
-        {"actionLive_Camera", "Live Camera", false},
-        {"actionMerge_sequences", "Merge sequences", false},
-        {"actionTIME_Mode", "TIME", false},
-        {"actionSUPERVISED_Mode", "SUPERVISED", false},
-        {"actionAuto_Mode", "AUTO", false},
-        {"actionCTD_Mode", "CTD", false},
-        {"actionCTS5_USEA_mode", "NKE : CTS5 float", false},
-        {"actionALS_Sea_Explorer", "ALS : SeaExplorer", false},
-        {"actionCSCS_SeaGlider", "CSCS : SeaGlider", false},
-        {"actiontest", "test", false},
+    // Each menu's entries in order as "objectName:label", separators left out; the first letter of
+    // "Οpen project" is the Greek capital Omicron.
+    const std::pair<const char*, QStringList> menus[] = {
+        {"menuFile",
+         {"action_pen_project:&\xCE\x9Fpen project", "actionCreate_new_project:Create &new project",
+          "menuOpen_Recent:Open Recent", "actionApplication_settings:Application settings",
+          "actionStop_asynchronous_job_ASAP:Stop at the end of current task", "actionExit:Exit"}},
+        {"menuSensor",
+         {"actionCheck_connection:Connect to sensor", "actionOpen_VortOS_terminal:Open VortOS terminal",
+          "actionView_serial_monitoring:Monitor serial port",
+          "actionView_current_Camera_HW_Conf:View camera settings (HW)",
+          "actionView_current_Camera_ACQ_Conf:View acquisition settings (ACQ)",
+          "actionView_Timetable:View Timetable", "menuProgram_Kelvo6:Program Kelvo6",
+          "actionAutocheck:Autocheck", "actionSynchronize_Kelvo_Time:Synchronize Kelvo Time with PC (UTC)",
+          "actionRead_Kelvo_Time:Check Kelvo Time", "actionLive_Camera:Live Camera",
+          "actionErase_data_in_Kelvo6:Delete sequence in Kelvo6",
+          "actionReboot_and_disconnect:Reboot sensor and disconnect"}},
+        {"menuProgram_Kelvo6",
+         {"actionTIME_Mode:TIME", "actionSUPERVISED_Mode:SUPERVISED", "actionAuto_Mode:AUTO",
+          "actionCTD_Mode:CTD", "actionCTS5_USEA_mode:NKE : CTS5 float",
+          "actionALS_Sea_Explorer:ALS : SeaExplorer", "actionCSCS_SeaGlider:CSCS : SeaGlider"}},
+        {"menuProject",
+         {"actionProject_sequences:Manage downloaded sequences", "actionProject_samples:Manage samples",
+          "actionProject_settings:Edit project metadata",
+          "actionView_camera_settings_HW_File:View camera settings (HW) File",
+          "actionView_acquisition_settings_ACQ_File:View acquisition settings (ACQ) File",
+          "actionView_Timetable_File:View Timetable File"}},
+        {"menuHelp", {"actiontest:test"}},
+        {"menuData", {"actionDownload_Data:Download sequences", "actionMerge_sequences:Merge sequences"}},
     };
-    for (const auto& a : actions) {
-        const auto found = w.findChildren<QAction*>(QLatin1String(a.name));
-        ASSERT_EQ(found.size(), 1) << a.name;
-        EXPECT_EQ(found[0]->text(), QString::fromUtf8(a.label)) << a.name;
-        EXPECT_EQ(found[0]->isEnabled(), a.enabled) << a.name;
-        EXPECT_FALSE(found[0]->associatedWidgets().isEmpty()) << a.name << " is in no menu";
+    for (const auto& [name, expected] : menus) {
+        const QMenu* menu = w.findChild<QMenu*>(name);
+        ASSERT_NE(menu, nullptr) << name;
+        QStringList entries;
+        for (const QAction* a : menu->actions()) {
+            if (!a->isSeparator()) {
+                entries << (a->menu() ? a->menu()->objectName() : a->objectName()) + ":" + a->text();
+            }
+        }
+        EXPECT_EQ(entries, expected) << name;
     }
-    // The Omicron, not a Latin O.
-    EXPECT_EQ(w.findChild<QAction*>("action_pen_project")->text().at(1).unicode(), 0x039F);
+    // Until their features are wired, only these act.
+    QStringList enabled;
+    for (const QAction* a : w.findChildren<QAction*>()) {
+        if (a->isEnabled() && a->isVisible() && !a->objectName().isEmpty() && !a->menu()) {
+            enabled << a->objectName();
+        }
+    }
+    enabled.sort();
+    EXPECT_EQ(enabled, QStringList({"actionApplication_settings", "actionExit", "actionLogin",
+                                    "actionView_serial_monitoring"}));
     EXPECT_EQ(w.findChild<QAction*>("actionExit")->shortcut(), QKeySequence(QKeySequence::Quit));
-
     const QMenu* recent = w.findChild<QMenu*>("menuOpen_Recent");
-    ASSERT_NE(recent, nullptr);
-    EXPECT_EQ(recent->title(), "Open Recent");
+    EXPECT_EQ(recent->actions(), w.recentFileActions());
     EXPECT_EQ(recent->actions().size(), 25);
-    EXPECT_EQ(w.recentFileActions().size(), 25);
-    const QMenu* program = w.findChild<QMenu*>("menuProgram_Kelvo6");
-    ASSERT_NE(program, nullptr);
-    EXPECT_EQ(program->title(), "Program Kelvo6");
-    EXPECT_TRUE(program->actions().contains(w.findChild<QAction*>("actionCTD_Mode")));
-
-    ASSERT_NE(w.stackedArea(), nullptr);
-    EXPECT_GE(w.stackedArea()->count(), 1);
-    ASSERT_NE(w.traceView(), nullptr);
-    EXPECT_TRUE(w.isAncestorOf(w.traceView()));
-    EXPECT_TRUE(w.statusBar()->isAncestorOf(w.commStatusLabel()));
 }
 
 TEST_F(MainWindowTest, SavingSettingsReopensThePort) {
