@@ -69,52 +69,67 @@ bool setRaw(int fd) {
     return tcsetattr(fd, TCSANOW, &t) == 0;
 }
 
-// Reads a card file for a dump: one open, fstat and read, as the PU reads its card. The host's
-// next request waits on this, so the file-system wrappers' extra calls are left out. Returns
-// false with a note saying why nothing is sent.
-bool readCardFile(const QString& path, QByteArray* data, QString* note) {
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
-    struct stat st {};
-    if (fd < 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        const int err = errno;
-        const bool missing = fd < 0 ? err == ENOENT : !S_ISREG(st.st_mode);
-        *note = missing ? QStringLiteral("no such file on the card, announced as nothing to send")
-                        : QStringLiteral("cannot read it (%1), announced as nothing to send")
-                              .arg(QString::fromLocal8Bit(std::strerror(err)));
-        if (fd >= 0) {
-            ::close(fd);
+// A card file opened for a dump: one open and fstat, as the PU finds a file on its card. The
+// bytes are read only once the header is out (see readAll), so the host's wait for the header
+// does not include the read. On failure `note` says why nothing is sent.
+class CardFile {
+public:
+    bool open(const QString& path, QString* note) {
+        m_fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+        struct stat st {};
+        if (m_fd < 0 || ::fstat(m_fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+            const int err = errno;
+            const bool missing = m_fd < 0 ? err == ENOENT : !S_ISREG(st.st_mode);
+            *note = missing ? QStringLiteral("no such file on the card, announced as nothing to send")
+                            : QStringLiteral("cannot read it (%1), announced as nothing to send")
+                                  .arg(QString::fromLocal8Bit(std::strerror(err)));
+            return false;
         }
-        return false;
-    }
-    if (st.st_size > qint64(INT32_MAX)) {
-        ::close(fd);
-        *note = QStringLiteral("file too large for a dump header, announced as nothing to send");
-        return false;
-    }
-    QByteArray bytes(qsizetype(st.st_size), Qt::Uninitialized);
-    qsizetype got = 0;
-    int readError = 0;
-    while (got < bytes.size()) {
-        const ssize_t n = ::read(fd, bytes.data() + got, size_t(bytes.size() - got));
-        if (n < 0 && errno == EINTR) {
-            continue;
+        if (st.st_size > qint64(INT32_MAX)) {
+            *note = QStringLiteral("file too large for a dump header, announced as nothing to send");
+            return false;
         }
-        if (n <= 0) {
-            readError = n < 0 ? errno : 0;
-            break;
+        m_size = int(st.st_size);
+        return true;
+    }
+    ~CardFile() {
+        if (m_fd >= 0) {
+            ::close(m_fd);
         }
-        got += n;
     }
-    ::close(fd);
-    if (got != bytes.size()) {
-        *note = QStringLiteral("cannot read it (%1), announced as nothing to send")
-                    .arg(readError != 0 ? QString::fromLocal8Bit(std::strerror(readError))
-                                        : QStringLiteral("the file shrank while read"));
-        return false;
+    int size() const { return m_size; }
+
+    // The whole file, or what could be read of it with `note` saying what went wrong.
+    QByteArray readAll(QString* note) {
+        QByteArray bytes(qsizetype(m_size), Qt::Uninitialized);
+        qsizetype got = 0;
+        int readError = 0;
+        while (got < bytes.size()) {
+            const ssize_t n = ::read(m_fd, bytes.data() + got, size_t(bytes.size() - got));
+            if (n < 0 && errno == EINTR) {
+                continue;
+            }
+            if (n <= 0) {
+                readError = n < 0 ? errno : 0;
+                break;
+            }
+            got += n;
+        }
+        if (got != bytes.size()) {
+            *note = QStringLiteral("read %1 of the %2 bytes announced (%3); the dump ends there")
+                        .arg(got)
+                        .arg(m_size)
+                        .arg(readError != 0 ? QString::fromLocal8Bit(std::strerror(readError))
+                                            : QStringLiteral("the file shrank while read"));
+            bytes.truncate(got);
+        }
+        return bytes;
     }
-    *data = std::move(bytes);
-    return true;
-}
+
+private:
+    int m_fd = -1;
+    int m_size = -1;
+};
 
 QString systemError(const char* what) {
     return QStringLiteral("%1: %2").arg(QLatin1String(what), QString::fromLocal8Bit(std::strerror(errno)));
@@ -237,6 +252,7 @@ void Kelvo6Simulator::Impl::runUdpJob(SimReply& reply, const SimDumpFaults& faul
     int fileSize = -1;
     QString what;
     QStringList notes;
+    CardFile file;
     if (job.kind == SimUdpJob::Frame) {
         data = SimFrame::live(frameIndex++, job.light, job.lightCorrection);
         fileSize = int(data.size());
@@ -247,15 +263,26 @@ void Kelvo6Simulator::Impl::runUdpJob(SimReply& reply, const SimDumpFaults& faul
         what = QStringLiteral("filedump %1").arg(job.cardPath);
         QString note;
         if (!job.localPath.isEmpty()) {
-            if (readCardFile(job.localPath, &data, &note)) {
-                fileSize = int(data.size());
+            if (file.open(job.localPath, &note)) {
+                fileSize = file.size();
             } else {
                 notes << note;
             }
         }
     }
+    const auto load = [&]() -> QByteArray {
+        if (job.kind == SimUdpJob::Frame) {
+            return data;
+        }
+        QString note;
+        QByteArray bytes = file.readAll(&note);
+        if (!note.isEmpty()) {
+            notes << note;
+        }
+        return bytes;
+    };
     const SimDumpResult r =
-        udp.sendDump(job.host, job.port, data, fileSize, job.packetSize, faults, &stopping);
+        udp.sendDump(job.host, job.port, load, fileSize, job.packetSize, faults, &stopping);
     std::lock_guard<std::mutex> lock(m);
     for (const QString& n : notes) {
         addLog(what + QStringLiteral(": ") + n);

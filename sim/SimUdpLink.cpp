@@ -139,6 +139,13 @@ bool SimUdpLink::sendOne(int fd, const void* to, const char* bytes, int size) {
 SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const QByteArray& data, int fileSize,
                                    int packetSize, const SimDumpFaults& faults,
                                    const std::atomic<bool>* stop) {
+    return sendDump(
+        host, port, [&data] { return data; }, fileSize, packetSize, faults, stop);
+}
+
+SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const std::function<QByteArray()>& load,
+                                   int fileSize, int packetSize, const SimDumpFaults& faults,
+                                   const std::atomic<bool>* stop) {
     SimDumpResult r;
     if (!checkDestination(host, port, &r.error) || !open(&r.error)) {
         return r;
@@ -153,7 +160,7 @@ SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const QByteArr
     to.sin_port = htons(quint16(port));
     parseHost(host, &to.sin_addr);
 
-    const qint64 size = fileSize < 0 ? 0 : std::min<qint64>(fileSize, data.size());
+    const qint64 size = fileSize < 0 ? 0 : fileSize;
     const int count = int((size + packetSize - 1) / packetSize);
     if (faults.stray) {
         const QByteArray stray("KELVO6 STRAY PACKET\n", kStrayDatagramSize);
@@ -176,11 +183,12 @@ SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const QByteArr
         ++r.datagrams;
     }
     r.sent = true;
+    const Clock::time_point t0 = Clock::now();
+    const QByteArray data = size > 0 ? load() : QByteArray();
 
     // A datagram is released only once the link would have carried it whole (its last bit at
     // the host), so the host never gets data sooner than a real link delivers it, and the dump
     // is over when the last datagram is out.
-    const Clock::time_point t0 = Clock::now();
     const double rate = m_rateMbps.load();
     const int faulty = count > 1 ? 1 : 0;
     const int lastToSend = faults.disconnect ? count / 2 : count;
@@ -190,7 +198,10 @@ SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const QByteArr
             break;
         }
         const qint64 offset = qint64(i) * packetSize;
-        int len = int(std::min<qint64>(packetSize, size - offset));
+        if (offset >= data.size()) {
+            break;
+        }
+        int len = int(std::min<qint64>(packetSize, std::min<qint64>(size, data.size()) - offset));
         if (faults.truncate && i == count - 1) {
             len /= 2;
         }

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 
 // Faults the processing unit's Ethernet side can show during one dump.
 struct SimDumpFaults {
@@ -49,6 +50,12 @@ public:
     // transfer early.
     SimDumpResult sendDump(const QString& host, int port, const QByteArray& data, int fileSize,
                            int packetSize, const SimDumpFaults& faults,
+                           const std::atomic<bool>* stop = nullptr);
+    // As above, with the data read by `load` only once the header is out, as the instrument
+    // streams a card file: the read overlaps the first datagram's time on the wire. Data that
+    // comes back shorter than announced ends the dump early, as a failing card would.
+    SimDumpResult sendDump(const QString& host, int port, const std::function<QByteArray()>& load,
+                           int fileSize, int packetSize, const SimDumpFaults& faults,
                            const std::atomic<bool>* stop = nullptr);
 
     void setLinkRateMbps(double mbps) { m_rateMbps = mbps; }

@@ -326,9 +326,14 @@ bool InterfaceCamera::setEthernetDestination() {
 }
 
 QByteArray InterfaceCamera::downloadFile(const QString& cardPath) {
+    const std::span<const char> bytes = dumpFile(cardPath);
+    return m_lastTransferOk ? QByteArray(bytes.data(), static_cast<int>(bytes.size())) : QByteArray();
+}
+
+std::span<const char> InterfaceCamera::dumpFile(const QString& cardPath) {
     const std::span<const char> bytes = dump_file(m_eth, cardPath.toStdString(), &m_lastReport);
     m_lastTransferOk = m_lastReport.ok;
-    return m_lastTransferOk ? QByteArray(bytes.data(), static_cast<int>(bytes.size())) : QByteArray();
+    return bytes;
 }
 
 bool InterfaceCamera::downloadFileTo(const QString& cardPath, const QString& folder, QString* error) {

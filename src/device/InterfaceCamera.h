@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 
 namespace cv {
 class Mat;
@@ -77,6 +78,8 @@ public:
 
     // The bytes of a card file (empty on failure; see lastTransferSucceeded()).
     QByteArray downloadFile(const QString& cardPath);
+    // The same without a copy: a view of the receive buffer, valid until the next transfer.
+    std::span<const char> dumpFile(const QString& cardPath);
     bool lastTransferSucceeded() const { return m_lastTransferOk; }
     const DumpReport& lastDumpReport() const { return m_lastReport; }
 

@@ -46,6 +46,9 @@ public:
 
     // One datagram into `buffer`: its real length (more than `capacity` when cut) or -1.
     int receive(char* buffer, std::size_t capacity);
+    // The same for a datagram due within microseconds (the last datagram of a file): polled for
+    // briefly before the thread sleeps.
+    int receiveSoon(char* buffer, std::size_t capacity);
 
     bool isOpen() const;
     const std::string& address() const { return m_address; }

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <netinet/in.h>
 #include <poll.h>
@@ -80,6 +81,22 @@ int PosixDatagramSocket::receive(char* buffer, std::size_t capacity) {
         fail();
         return -1;
     }
+}
+
+int PosixDatagramSocket::receiveSoon(char* buffer, std::size_t capacity, int busyUs) {
+    if (m_fd >= 0 && busyUs > 0) {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(busyUs);
+        do {
+            const ssize_t n = ::recv(m_fd, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT);
+            if (n >= 0) {
+                return static_cast<int>(n);
+            }
+            if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+                break; // let the waiting receive report it
+            }
+        } while (std::chrono::steady_clock::now() < until);
+    }
+    return receive(buffer, capacity);
 }
 
 bool PosixDatagramSocket::hasPending() {

@@ -17,6 +17,7 @@ public:
     bool setReceiveTimeout(int ms) override;
     bool bind(const std::string& ipv4, std::uint16_t port) override;
     int receive(char* buffer, std::size_t capacity) override;
+    int receiveSoon(char* buffer, std::size_t capacity, int busyUs) override;
     bool hasPending() override;
     bool close() override;
     bool isOpen() const override;

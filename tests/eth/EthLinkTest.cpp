@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 using kelvotest::LogCapture;
 using kelvotest::UdpTestSender;
@@ -209,4 +211,32 @@ TEST(EthSocket, BindingTheSamePortClosesTheOtherLink) {
     }
     ASSERT_EQ(bind_link(device, port), 0); // the port is free again
     EXPECT_EQ(released, 1);
+}
+
+// A datagram due soon is polled for, then waited for as usual: whether it is already there,
+// comes after the polling, comes cut, or never comes.
+TEST(EthSocket, DatagramDueSoonIsTakenWhenEverItComes) {
+    EthLink link;
+    const int port = kelvotest::free_udp_port();
+    ASSERT_EQ(bind_link(link, port, 300), 0);
+    UdpTestSender pu;
+    pu.target("127.0.0.2", port);
+    char b[16] = {};
+
+    pu.send("header-bytes");
+    EXPECT_EQ(link.receiveSoon(b, sizeof b), 12);
+    EXPECT_EQ(QByteArray(b, 12), "header-bytes");
+
+    pu.send(QByteArray(100, 'x'));
+    EXPECT_EQ(link.receiveSoon(b, sizeof b), 100); // the real length, as receive() tells it
+
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        pu.send("late");
+    });
+    EXPECT_EQ(link.receiveSoon(b, sizeof b), 4);
+    late.join();
+    EXPECT_EQ(QByteArray(b, 4), "late");
+
+    EXPECT_EQ(link.receiveSoon(b, sizeof b), -1); // silence: the link's time-out still applies
 }
