@@ -7,7 +7,9 @@
 //
 // Run as root the 8 MiB request is granted whatever the system ceiling; run as an unprivileged
 // user (runuser -u nobody) the ceiling net.core.rmem_max applies. BM_RawFrameStockBuffer asks
-// for what a stock kernel grants (about 416 KiB) to see whether the receive loop keeps up.
+// for what a stock kernel grants (about 416 KiB) to see whether the receive loop keeps up. Its
+// unpaced case is a sender faster than any link: it overflows such a buffer and its failures
+// and retries are expected; it shows why the buffer is asked for large.
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "sim/Kelvo6Simulator.h"
