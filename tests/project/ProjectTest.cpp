@@ -1,6 +1,5 @@
 #include "project/Project.h"
 #include "project/LogCapture.h"
-#include "project/modelPrjSeq.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -52,10 +51,6 @@ TEST(Project, FolderNamePartsAndHeaderFileName) {
         {"kelvo6_sn000120lp_2020_initial",
          {"kelvo6", "000120lp", "2020", "initial"},
          "kelvo6_header_sn000120lp_2020_initial.txt"},
-        {"kelvo6_sn000120lp_2021_north_sea",
-         {"kelvo6", "000120lp", "2021", "north_sea"},
-         "kelvo6_header_sn000120lp_2021_north_sea.txt"},
-        {"kelvo5_snA7_1999_x", {"kelvo5", "A7", "1999", "x"}, "kelvo5_header_snA7_1999_x.txt"},
         {"kelvo6_test", {"", "", "", ""}, "kelvo6_header_test.txt"},
         {"kelvo6_sn000120lp_2020", {"", "", "", ""}, "kelvo6_header_sn000120lp_2020.txt"},
         {"", {"", "", "", ""}, ""},
@@ -80,7 +75,6 @@ TEST(Project, LoadChecksTheConnectedInstrumentsSerialNumber) {
          "Project kelvo6_sn000121lp_2020_x can't be loaded because is not related to sensor 000120LP"},
         {"kelvo6_sn000121lp_2020_x", "000120LP", true, true, ""},
         {"kelvo6_sn000121lp_2020_x", "", false, true, ""},
-        {"kelvo6_test", "", false, true, ""},
         {"kelvo6_test", "000120LP", false, false,
          "Project kelvo6_test can't be loaded because is not related to sensor 000120LP"},
     };
@@ -106,39 +100,28 @@ TEST(Project, LoadChecksTheConnectedInstrumentsSerialNumber) {
     }
 }
 
+// The refusal texts themselves are checked through `kelvo project show` (cli_project).
 TEST(Project, FoldersThatAreNotProjectsAreRefused) {
     LogCapture log;
-    const QString noConfig = make_project("kelvo6_sn000120lp_2020_noconf", false);
-    QDir().mkpath(noConfig + "/raw/seq1");
     const QString configIsFile = make_project("kelvo6_sn000120lp_2020_file", false);
     ASSERT_TRUE(write_file(configIsFile + "/config", "not a folder"));
-    const QString missing = QFileInfo(noConfig).absolutePath() + "/kelvo6_sn000120lp_2020_gone";
-
-    struct Case {
-        QString path;
-        QString log;
-    };
-    const Case cases[] = {
-        {noConfig, "Project kelvo6_sn000120lp_2020_noconf : Is not valid, Subdirectory 'config' not found"},
+    const QString missing = QFileInfo(configIsFile).absolutePath() + "/kelvo6_sn000120lp_2020_gone/";
+    const std::pair<QString, QString> cases[] = {
         {configIsFile, "Project kelvo6_sn000120lp_2020_file : Is not valid, Subdirectory 'config' not found"},
         {missing, "Project kelvo6_sn000120lp_2020_gone : Directory not found"},
-        {missing + "/", "Project kelvo6_sn000120lp_2020_gone : Directory not found"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [path, text] : cases) {
         Project p;
         ASSERT_TRUE(p.Load(make_project("kelvo6_sn000120lp_2020_ok")));
         LoadCounter loaded(p);
         log.Sync();
-        EXPECT_FALSE(p.Load(c.path));
+        EXPECT_FALSE(p.Load(path));
         EXPECT_EQ(loaded.count, 1);
         EXPECT_EQ(p.Path(), QString());
         EXPECT_EQ(p.SampleHeaderPath(), QString());
         EXPECT_EQ(p.SampleHeader().Columns(), QStringList());
-        EXPECT_EQ(log.Texts(), QStringList({"Project|0|" + c.log}));
+        EXPECT_EQ(log.Texts(), QStringList({"Project|0|" + text}));
     }
-    // Nothing was written by the refusals.
-    EXPECT_EQ(QDir(noConfig).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-              QStringList({"meta", "raw"}));
     EXPECT_FALSE(QFileInfo::exists(missing));
 }
 
@@ -207,13 +190,11 @@ TEST(Project, AcronymOlderModelAndPaths) {
         bool older;
     };
     const Case cases[] = {
-        {"kelvo6_sn000120lp_2020_cruise1", "[General]\nacron=Cruise1\nyear=2020\n", "Cruise1", false},
         {"kelvo6_sn000120lp_2020_cruise1", "[General]\nyear=2020\n", "cruise1", false},
         {"kelvo6_sn000120lp_2020_cruise1", nullptr, "cruise1", false},
         {"kelvo6_nosn", nullptr, "", false},
         {"kelvo5_sn0042_2015_old", nullptr, "old", true},
         {"Kelvo5_sn0042_2015_old", nullptr, "old", false},
-        {"kelvo_sn0042_2015_old", nullptr, "old", false},
     };
     for (const Case& c : cases) {
         const QString path = make_project(c.folder);
@@ -264,33 +245,4 @@ TEST(Project, RelativePathIsStoredAbsoluteAndCloseEmptiesTheState) {
     EXPECT_EQ(loaded.count, 1);
     EXPECT_FALSE(p.IsOpen());
     EXPECT_EQ(p.SampleHeader().Columns(), QStringList());
-}
-
-TEST(ModelPrjSeq, OneRowPerSequenceFolderWithFilesAndSampleCounts) {
-    const QString path = make_project("kelvo6_sn000120lp_2020_seqs");
-    ASSERT_TRUE(write_file(path + "/raw/seqA/seqA_data.txt", "x"));
-    ASSERT_TRUE(write_file(path + "/raw/seqA/seqA_synthetic.txt", "x"));
-    ASSERT_TRUE(write_file(path + "/raw/seqA/images.zip", "x"));
-    ASSERT_TRUE(QDir().mkpath(path + "/raw/seqB"));
-    ASSERT_TRUE(write_file(path + "/raw/seqC/seqC_synthetic.txt", "x"));
-    ASSERT_TRUE(write_file(path + "/raw/seqC/seqA_data.txt", "x"));
-    ASSERT_TRUE(write_file(path + "/raw/loose_file.txt", "not a sequence"));
-    ASSERT_TRUE(
-        write_file(path + "/meta/kelvo6_header_sn000120lp_2020_seqs.txt",
-                   "cruise;filename;profileid\nc;seqA;a1\nc;seqA;a2\nc;seqC;c1\nc;seqZ;z1\nc; seqB;b1\n"));
-    Project p;
-    ASSERT_TRUE(p.Load(path));
-    modelPrjSeq model(&p);
-    model.Reload();
-    QStringList lines;
-    for (int r = 0; r < model.rowCount(); ++r) {
-        QStringList cells;
-        for (int c = 0; c < model.columnCount(); ++c) {
-            cells << model.data(model.index(r, c)).toString();
-        }
-        lines << cells.join(' ');
-    }
-    lines.sort();
-    // A data file of another name does not count, nor does a sample whose name only looks alike.
-    EXPECT_EQ(lines, QStringList({"seqA Y Y Y 2", "seqB N N N 0", "seqC N Y N 1"}));
 }
