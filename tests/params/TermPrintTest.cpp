@@ -1,10 +1,7 @@
 #include "terminal/TermPrint.h"
-#include "support/TestSupport.h"
-#include "trace/ZelTraceMgr.h"
+#include "project/LogCapture.h"
 
 #include <gtest/gtest.h>
-
-#include <QCoreApplication>
 
 #include <mutex>
 #include <thread>
@@ -42,14 +39,9 @@ TEST(TermPrint, LongTextIsCutAtTheBuffer) {
 }
 
 TEST(TermPrint, WithoutSinkGoesToTheTraceLog) {
-    std::vector<ZelTraceMgrMsgPtr> got;
-    auto c = QObject::connect(GetTraceMgr()->GetDispatcher(), &ZelTraceMgrDispatcher::NewMessage, qApp,
-                              [&](ZelTraceMgrMsgPtr m) { got.push_back(m); });
+    kelvotest::LogCapture log;
     term_print("\n[HWCONF]: template %s created.\n", "HW.txt");
-    ASSERT_TRUE(kelvotest::wait_until([&] { return !got.empty(); }));
-    QObject::disconnect(c);
-    EXPECT_EQ(got[0]->module, "term_print");
-    EXPECT_EQ(got[0]->message, "\n[HWCONF]: template HW.txt created.");
+    EXPECT_EQ(log.Texts(), QStringList({"term_print|2|\n[HWCONF]: template HW.txt created."}));
 }
 
 TEST(TermPrint, ManyThreadsKeepTheirOwnTexts) {

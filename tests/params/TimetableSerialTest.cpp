@@ -113,14 +113,3 @@ TEST(TimetableSerial, ProgrammingSendsEveryLineWithItsLineFeed) {
         EXPECT_EQ(instrument.received(), c.sent);
     }
 }
-
-TEST(TimetableSerial, ReadingAsksUntilAnAnswerHoldsNoProgram) {
-    FakeInstrument instrument({"$TIMEPROGread:0,2019,7,*,*,20,0,July_CONF,120;\n",
-                               "$TIMEPROGread:1,*,*,15,3,6,1,NIGHT,0;\n", "$TIMEPROGread:2,none;\n"});
-    ASSERT_TRUE(init_comm(QString::fromStdString(instrument.path()), 38400));
-    Timetable tt;
-    EXPECT_EQ(read_timetable(tt, serial_link_exchange()), 2);
-    close_comm();
-    EXPECT_EQ(tt, two_programs());
-    EXPECT_EQ(instrument.received(), "$TIMEPROGread:0;\n$TIMEPROGread:1;\n$TIMEPROGread:2;\n");
-}
