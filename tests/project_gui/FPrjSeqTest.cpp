@@ -19,7 +19,8 @@ using kelvotest::write_file;
 namespace {
 
 // A project with three sequences: seqA has a sample, seqB has a data file of three rows and no
-// images.zip, seqC has only its images.zip.
+// images.zip, seqC has only its images.zip. A data file named after another sequence, a loose
+// file in raw/ and a sample whose name only looks like " seqB" count for nothing.
 QString make_project() {
     const QString path = kelvotest::make_temp_dir(QStringLiteral("page")) + "/kelvo6_sn000120lp_2020_page";
     QDir().mkpath(path + "/config");
@@ -31,8 +32,10 @@ QString make_project() {
                                                  "20200101-000002,1,1,1:x\n");
     write_file(path + "/raw/seqB/seqB_synthetic.txt", "s");
     write_file(path + "/raw/seqC/images.zip", "PK");
+    write_file(path + "/raw/seqC/seqA_data.txt", "20200101-000000,1,1,1:x\n");
+    write_file(path + "/raw/loose_file.txt", "not a sequence");
     write_file(path + "/meta/kelvo6_header_sn000120lp_2020_page.txt",
-               "cruise;filename;profileid\nc;seqA;page_a1\n");
+               "cruise;filename;profileid\nc;seqA;page_a1\nc; seqB;page_b0\n");
     return path;
 }
 
