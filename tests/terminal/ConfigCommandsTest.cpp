@@ -10,6 +10,7 @@ namespace {
 
 using ConfigTest = ShellFixture;
 
+// The upper bound of <conf_ID> is checked through `kelvo terminal` (cli_terminal).
 TEST_F(ConfigTest, BadOptionsPrintTheirErrorAndSendNothing) {
     const std::pair<const char*, const char*> cases[] = {
         {"hwconf", "\n[ERROR]: (hwconf_function) Invalid option , or not enough parameters !"},
@@ -18,17 +19,12 @@ TEST_F(ConfigTest, BadOptionsPrintTheirErrorAndSendNothing) {
         {"acqconf load", "\n[ERROR]: (acqconf_function) Invalid option load, or not enough parameters !"},
         {"acqconf store 3", "\n[ERROR]: (acqconf_function) Invalid option store, or not enough parameters !"},
         {"acqconf erase 3", "\n[ERROR]: (acqconf_function) Invalid option erase, or not enough parameters !"},
-        {"acqconf load 10",
-         "\n[ERROR]: (acqconf_function) Out of range <conf_ID> value (10). Must be between 0 "
-         "and 9 !"},
         {"acqconf load -1",
          "\n[ERROR]: (acqconf_function) Out of range <conf_ID> value (-1). Must be between 0 "
          "and 9 !"},
-        {"acqconf load abc", "\n[ERROR]: (acqconf_function) Invalid option abc, or not enough parameters !"},
         {"acqconf load 3x", "\n[ERROR]: (acqconf_function) Invalid option 3x, or not enough parameters !"},
         {"timetable store",
          "\n[ERROR]: (timetable_function) Invalid option store, or not enough parameters !"},
-        {"timetable", "\n[ERROR]: (timetable_function) Invalid option , or not enough parameters !"},
     };
     acceptSupervisor();
     for (const auto& [line, error] : cases) {
@@ -39,29 +35,8 @@ TEST_F(ConfigTest, BadOptionsPrintTheirErrorAndSendNothing) {
     EXPECT_TRUE(script->written.empty());
 }
 
-// The timetable template's default name is checked through `kelvo terminal` (cli_terminal).
-TEST_F(ConfigTest, TemplatesAreWrittenIntoTheConfiguratorFolder) {
-    struct Case {
-        const char* line;
-        std::string file;
-        const char* tag;
-    };
-    const Case cases[] = {
-        {"hwconf template", "HWtemplate.txt", "\n[HWCONF]: template file \""},
-        {"hwconf template hw_a.txt", "hw_a.txt", "\n[HWCONF]: template file \""},
-        {"acqconf template", "ACQtemplate.txt", "\n[ACQCONF]: template file \""},
-        {"acqconf template acq_b.txt", "acq_b.txt", "\n[ACQCONF]: template file \""},
-        {"timetable template tt.txt", "tt.txt", "\n[TIMETABLE]: Timetable template file \""},
-    };
-    for (const Case& c : cases) {
-        EXPECT_TRUE(run(c.line)) << c.line;
-        const std::string path = configurator(c.file);
-        EXPECT_TRUE(QFile::exists(QString::fromStdString(path))) << path;
-        EXPECT_EQ(tail(1), std::vector<std::string>{c.tag + path + "\" created."}) << c.line;
-    }
-    EXPECT_TRUE(script->written.empty());
-}
-
+// Templates written under their default names are checked against the simulator (terminal_e2e)
+// and through `kelvo terminal` (cli_terminal); a given name shows here by the file it cannot replace.
 TEST_F(ConfigTest, TemplateThatCannotBeWritten) {
     // A folder where the file should go.
     ASSERT_TRUE(QDir().mkpath(QString::fromStdString(configurator("taken.txt"))));
@@ -108,33 +83,33 @@ TEST_F(ConfigTest, HardwareStoreSendsTheFileAndReportsARefusal) {
     EXPECT_EQ(tail(2), failure("\t\tUnable to store parameters !", "hwconf"));
 }
 
-TEST_F(ConfigTest, LoadWithoutAValidAnswer) {
+// Silence to "hwconf load" is checked in the terminal window against the simulator (terminal_gui).
+TEST_F(ConfigTest, LoadOfAnInvalidAnswerSavesNothing) {
+    struct Case {
+        const char* line;
+        const char* request;
+        const char* reply;
+        std::string message;
+    };
+    const Case cases[] = {
+        {"hwconf load saved.txt", "$HWCONFread;", "$error:UNKNOWN;\n",
+         "\tError when processing VORTAN response. Maybe it does not have a valid hardware configuration. "
+         "Abort !"},
+        {"acqconf load 3 saved.txt", "$ACQCONFread:3;", "$ACQCONFread:3,<invalid>;\n",
+         "\n[ERROR]: (acqconf_function) Error when processing VORTAN response. Maybe slot #3 does not have a "
+         "valid configuration. Abort !"},
+        {"timetable load saved.txt", "$TIMEPROGread:0;", "$TIMEPROGread:0,<invalid>;\n",
+         "\n[TIMETABLE]: Error when loading VORTAN Timetable. Maybe its Timetable is empty. Abort !"},
+    };
     acceptSupervisor();
-    const char* const replies[] = {"$error:UNKNOWN;\n", nullptr /* silence */};
-    for (const char* reply : replies) {
-        if (reply != nullptr) {
-            answers["$HWCONFread;"] = reply;
-        } else {
-            answers.erase("$HWCONFread;");
-        }
-        EXPECT_FALSE(run("hwconf load saved.txt"));
-        EXPECT_EQ(script->lines, (std::vector<std::string>{"$SU;", "$HWCONFread;"}));
-        EXPECT_EQ(out.front(), "\n[HWCONF]: ");
-        EXPECT_EQ(tail(2), failure("\tError when processing VORTAN response. Maybe it does not have a valid "
-                                   "hardware configuration. Abort !",
-                                   "hwconf"));
-        EXPECT_FALSE(QFile::exists(QString::fromStdString(configurator("saved.txt"))));
+    for (const Case& c : cases) {
+        answers[c.request] = c.reply;
+        const std::string line = c.line;
+        EXPECT_FALSE(run(line)) << line;
+        EXPECT_EQ(script->lines, (std::vector<std::string>{"$SU;", c.request})) << line;
+        EXPECT_EQ(tail(2), failure(c.message, line.substr(0, line.find(' ')))) << line;
+        EXPECT_FALSE(QFile::exists(QString::fromStdString(configurator("saved.txt")))) << line;
     }
-}
-
-TEST_F(ConfigTest, AcquisitionLoadOfAnEmptySlot) {
-    acceptSupervisor();
-    answers["$ACQCONFread:3;"] = "$ACQCONFread:3,<invalid>;\n";
-    EXPECT_FALSE(run("acqconf load 3"));
-    EXPECT_EQ(script->lines, (std::vector<std::string>{"$SU;", "$ACQCONFread:3;"}));
-    EXPECT_EQ(tail(2), failure("\n[ERROR]: (acqconf_function) Error when processing VORTAN response. Maybe "
-                               "slot #3 does not have a valid configuration. Abort !",
-                               "acqconf"));
 }
 
 std::string timetable_lines(int count) {
@@ -180,16 +155,6 @@ TEST_F(ConfigTest, TimetableStoreChecksShowsAndDiscards) {
         EXPECT_EQ(std::count(out.begin(), out.end(), shown), ok ? 1 : 0) << c.file;
     }
     EXPECT_TRUE(script->written.empty());
-}
-
-TEST_F(ConfigTest, EmptyInstrumentTimetable) {
-    acceptSupervisor();
-    answers["$TIMEPROGread:0;"] = "$TIMEPROGread:0,<invalid>;\n";
-    EXPECT_FALSE(run("timetable load"));
-    EXPECT_EQ(script->lines, (std::vector<std::string>{"$SU;", "$TIMEPROGread:0;"}));
-    EXPECT_EQ(tail(2), failure("\n[TIMETABLE]: Error when loading VORTAN Timetable. Maybe its Timetable is "
-                               "empty. Abort !",
-                               "timetable"));
 }
 
 } // namespace

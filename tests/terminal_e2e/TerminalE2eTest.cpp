@@ -1,62 +1,22 @@
 // The VortOS commands against the Kelvo6 simulator over its real pseudo-terminal.
-#include "app/WorkFolder.h"
-#include "link/InstrumentProtocol.h"
-#include "link/SerialLink.h"
+#include "SimShellFixture.h"
+
 #include "params/ParamSets.h"
 #include "params/Timetable.h"
-#include "sim/Kelvo6Simulator.h"
-#include "support/TestSupport.h"
-#include "terminal/TermPrint.h"
-#include "terminal/VortOShell.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <memory>
 
 namespace {
 
-class TerminalE2eTest : public ::testing::Test {
+QString file_of(const std::string& path) {
+    return QString::fromStdString(path);
+}
+
+class TerminalE2eTest : public SimShellFixture {
 protected:
-    void SetUp() override {
-        workDir = kelvotest::make_temp_dir(QStringLiteral("work"));
-        WorkFolder::setPath(workDir);
-        sim = std::make_unique<Kelvo6Simulator>();
-        QString error;
-        ASSERT_TRUE(sim->start(&error)) << error.toStdString();
-        ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
-        shell = std::make_unique<VortOShell>();
-        // About two seconds of silence before a command gives up (the default waits thirty).
-        shell->context().setAnswerReads(20);
-        sink = std::make_unique<ScopedTermPrintSink>([this](const std::string& t) { out.push_back(t); });
-    }
-
-    void TearDown() override {
-        sink.reset();
-        close_comm();
-        sim->stop();
-        WorkFolder::setPath(QString());
-        set_instrument_variant(QString());
-    }
-
-    bool run(const std::string& line) {
-        out.clear();
-        return shell->runLine(line, false);
-    }
-
-    QString configurator(const QString& name) const {
-        return workDir + QStringLiteral("/configurator/") + name;
-    }
-
-    bool printed(const std::string& text) const {
-        return std::find(out.begin(), out.end(), text) != out.end();
-    }
-
     // Editable values of a parameter file, in table order.
-    static std::vector<std::string> editableValues(const QString& path, void (*build)(ParamTable&)) {
+    static std::vector<std::string> editableValues(const std::string& path, void (*build)(ParamTable&)) {
         ParamTable table;
         build(table);
-        EXPECT_GT(get_params_from_file(path, table), 0) << path.toStdString();
+        EXPECT_GT(get_params_from_file(QString::fromStdString(path), table), 0) << path;
         std::vector<std::string> values;
         for (const ParamDef& d : table) {
             if (param_type_is_editable(d.type)) {
@@ -65,21 +25,18 @@ protected:
         }
         return values;
     }
-
-    QString workDir;
-    std::unique_ptr<Kelvo6Simulator> sim;
-    std::unique_ptr<VortOShell> shell;
-    std::vector<std::string> out;
-    std::unique_ptr<ScopedTermPrintSink> sink;
 };
 
+// The templates' default and given names: the timetable's default is checked through `kelvo terminal`.
 TEST_F(TerminalE2eTest, HardwareTemplateStoreLoadRoundTrip) {
-    ASSERT_TRUE(run("hwconf template hw.txt"));
-    QByteArray file = kelvotest::read_file(configurator(QStringLiteral("hw.txt")));
+    ASSERT_TRUE(run("hwconf template"));
+    EXPECT_EQ(out, std::vector<std::string>{"\n[HWCONF]: template file \"" + configurator("HWtemplate.txt") +
+                                            "\" created."});
+    QByteArray file = kelvotest::read_file(file_of(configurator("HWtemplate.txt")));
     ASSERT_FALSE(file.isEmpty());
     // Later lines set the same records again.
     file += "Camera_ref = K6LP-0777\nAcquisition_mode = 2\nLight_ref = LU-12\n";
-    ASSERT_TRUE(kelvotest::write_file(configurator(QStringLiteral("hw.txt")), file));
+    ASSERT_TRUE(kelvotest::write_file(file_of(configurator("hw.txt")), file));
 
     ASSERT_TRUE(run("hwconf store hw.txt"));
     EXPECT_EQ(out.back(), "\t\tParameters successfully stored.");
@@ -88,28 +45,30 @@ TEST_F(TerminalE2eTest, HardwareTemplateStoreLoadRoundTrip) {
 
     ASSERT_TRUE(run("hwconf load back.txt"));
     EXPECT_TRUE(printed("Loaded VORTAN Hardware Configuration :\n"));
-    EXPECT_EQ(out.back(), "\n[HWCONF]: parameters successfully saved to " +
-                              configurator(QStringLiteral("back.txt")).toStdString() + ".");
-    EXPECT_EQ(editableValues(configurator(QStringLiteral("back.txt")), build_hw_params),
-              editableValues(configurator(QStringLiteral("hw.txt")), build_hw_params));
+    EXPECT_EQ(out.back(), "\n[HWCONF]: parameters successfully saved to " + configurator("back.txt") + ".");
+    EXPECT_EQ(editableValues(configurator("back.txt"), build_hw_params),
+              editableValues(configurator("hw.txt"), build_hw_params));
 }
 
 TEST_F(TerminalE2eTest, AcquisitionSlotsZeroAndNine) {
-    ASSERT_TRUE(run("acqconf template acq.txt"));
-    const QByteArray base = kelvotest::read_file(configurator(QStringLiteral("acq.txt")));
+    ASSERT_TRUE(run("acqconf template"));
+    EXPECT_EQ(out, std::vector<std::string>{"\n[ACQCONF]: template file \"" +
+                                            configurator("ACQtemplate.txt") + "\" created."});
+    const QByteArray base = kelvotest::read_file(file_of(configurator("ACQtemplate.txt")));
     for (int slot : {0, 9}) {
-        const QString name = QStringLiteral("acq%1.txt").arg(slot);
-        ASSERT_TRUE(kelvotest::write_file(configurator(name), base + "Configuration_name = ACQ_SLOT" +
-                                                                  QByteArray::number(slot) + "\n"));
         const std::string id = std::to_string(slot);
-        ASSERT_TRUE(run("acqconf store " + id + " " + name.toStdString())) << slot;
+        const std::string name = "acq" + id + ".txt";
+        ASSERT_TRUE(
+            kelvotest::write_file(file_of(configurator(name)),
+                                  base + "Configuration_name = ACQ_SLOT" + QByteArray::number(slot) + "\n"));
+        ASSERT_TRUE(run("acqconf store " + id + " " + name)) << slot;
         EXPECT_TRUE(printed("\n[ACQCONF]: Store these parameters into VORTAN slot #" + id +
                             " ? (type yes to accept): "));
         EXPECT_EQ(out.back(), "\t\tParameters successfully stored.");
 
         ASSERT_TRUE(run("acqconf load " + id + " back" + id + ".txt")) << slot;
         EXPECT_TRUE(printed("Loaded VORTAN Acquisition Configuration slot #" + id + " :\n"));
-        EXPECT_EQ(editableValues(configurator(QStringLiteral("back%1.txt").arg(slot)), build_acq_params),
+        EXPECT_EQ(editableValues(configurator("back" + id + ".txt"), build_acq_params),
                   editableValues(configurator(name), build_acq_params));
     }
     EXPECT_TRUE(sim->receivedLines().contains(QStringLiteral("$ACQCONFread:9;")));
@@ -119,7 +78,7 @@ TEST_F(TerminalE2eTest, AcquisitionSlotsZeroAndNine) {
 TEST_F(TerminalE2eTest, TimetableTemplateProgrammedByRawLinesThenLoaded) {
     ASSERT_TRUE(run("timetable template"));
     Timetable examples;
-    ASSERT_EQ(get_timetable_from_file(configurator(QStringLiteral("Timetable_template.txt")), examples), 5);
+    ASSERT_EQ(get_timetable_from_file(file_of(configurator("Timetable_template.txt")), examples), 5);
 
     // Programmed by raw lines typed in the terminal, then read back into a file.
     ASSERT_TRUE(run("su"));
@@ -131,10 +90,10 @@ TEST_F(TerminalE2eTest, TimetableTemplateProgrammedByRawLinesThenLoaded) {
     }
     ASSERT_TRUE(run("timetable load saved.txt"));
     EXPECT_EQ(out.front(), "\n[TIMETABLE]: Timetable loaded from VORTAN :\n");
-    EXPECT_EQ(out.back(), "\n[TIMETABLE]: Timetable successfully saved to " +
-                              configurator(QStringLiteral("saved.txt")).toStdString() + ".");
+    EXPECT_EQ(out.back(),
+              "\n[TIMETABLE]: Timetable successfully saved to " + configurator("saved.txt") + ".");
     Timetable saved;
-    ASSERT_EQ(get_timetable_from_file(configurator(QStringLiteral("saved.txt")), saved), 5);
+    ASSERT_EQ(get_timetable_from_file(file_of(configurator("saved.txt")), saved), 5);
     EXPECT_EQ(saved, examples);
 }
 
@@ -178,25 +137,31 @@ TEST_F(TerminalE2eTest, ProcessingUnitOnAndOff) {
                                              "\n[VortOS]: Command pu returned an error !"}));
 }
 
-// The bytes of pt and reboot are checked on the scripted port (terminal); here they reach the
-// instrument.
-TEST_F(TerminalE2eTest, RebootReachesTheInstrument) {
+TEST_F(TerminalE2eTest, RebootReachesTheInstrumentInSupervisorMode) {
     ASSERT_TRUE(run("reboot"));
     EXPECT_TRUE(kelvotest::wait_until(
-        [&] { return sim->receivedLines().contains(QStringLiteral("$SUreboot;")); }, 3000));
+        [&] {
+            return sim->receivedLines() == QStringList{QStringLiteral("$SU;"), QStringLiteral("$SUreboot;")};
+        },
+        3000))
+        << sim->receivedLines().join(' ').toStdString();
 }
 
 TEST_F(TerminalE2eTest, RtcsyncSetsTheClock) {
     sim->setClockOffsetSeconds(-7200);
-    // Far enough from a minute's end that the instrument's clock, which runs on after the set,
-    // still shows the same minute when read back.
-    shell->context().setClock([] { return QDateTime(QDate(2024, 1, 31), QTime(23, 58, 0)); });
+    // Single-digit fields show that every date and time field is zero-padded. Far enough from a
+    // minute's end that the instrument's clock, which runs on after the set, still shows the same
+    // minute when read back.
+    shell->context().setClock([] { return QDateTime(QDate(2024, 1, 5), QTime(7, 8, 0)); });
     ASSERT_TRUE(run("rtcsync"));
     ASSERT_EQ(out.size(), 3u);
     EXPECT_TRUE(out[0].starts_with("\n[RTCSYNC]: VORTAN time is     : ")) << out[0];
-    EXPECT_EQ(out[1], "\n[RTCSYNC]: Host system time is : 20240131,235800");
-    EXPECT_TRUE(out[2].starts_with("\n[RTCSYNC]: New VORTAN time is : 20240131,2358")) << out[2];
-    EXPECT_EQ(out[2].size(), std::string("\n[RTCSYNC]: New VORTAN time is : 20240131,235800").size());
+    EXPECT_EQ(out[1], "\n[RTCSYNC]: Host system time is : 20240105,070800");
+    EXPECT_TRUE(out[2].starts_with("\n[RTCSYNC]: New VORTAN time is : 20240105,0708")) << out[2];
+    EXPECT_EQ(out[2].size(), std::string("\n[RTCSYNC]: New VORTAN time is : 20240105,070800").size());
+    EXPECT_EQ(sim->receivedLines(),
+              (QStringList{QStringLiteral("$SU;"), QStringLiteral("$RTCread;"),
+                           QStringLiteral("$RTCset:20240105,070800;"), QStringLiteral("$RTCread;")}));
 }
 
 } // namespace

@@ -1,23 +1,10 @@
 // The storage commands against the Kelvo6 simulator: serial side over its pseudo-terminal, file
 // dumps over loopback UDP to 127.0.0.2, files compared byte for byte with the simulator's card.
-#include "app/WorkFolder.h"
-#include "eth/UdpTestSender.h"
-#include "link/InstrumentProtocol.h"
-#include "link/SerialLink.h"
-#include "sim/Kelvo6Simulator.h"
-#include "support/TestSupport.h"
-#include "terminal/TermPrint.h"
-#include "terminal/VortOShell.h"
+#include "terminal_e2e/SimShellFixture.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
-#include <memory>
 
 namespace {
 
@@ -30,11 +17,9 @@ QByteArray pattern(int size, int seed) {
     return b;
 }
 
-class TerminalStorageTest : public ::testing::Test {
+class TerminalStorageTest : public SimShellFixture {
 protected:
     void SetUp() override {
-        workDir = kelvotest::make_temp_dir(QStringLiteral("work"));
-        WorkFolder::setPath(workDir);
         cardDir = kelvotest::make_temp_dir(QStringLiteral("card"));
         card = {
             {QStringLiteral("data/seq1/file.txt"), pattern(3000, 1)}, // three 1024-byte datagrams
@@ -45,58 +30,15 @@ protected:
         for (const auto& [path, bytes] : card) {
             ASSERT_TRUE(kelvotest::write_file(cardDir + QLatin1Char('/') + path, bytes));
         }
-        SimOptions options;
-        if (withCard()) {
+        // Without a card, the simulator's synthetic data is what the data request tests give it.
+        if (withCard) {
             options.cardDir = cardDir;
         }
-        options.linkRateMbps = 0;
-        sim = std::make_unique<Kelvo6Simulator>(options);
-        QString error;
-        ASSERT_TRUE(sim->start(&error)) << error.toStdString();
-        ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
-        shell = std::make_unique<VortOShell>();
-        shell->context().setAnswerReads(20);
-        port = kelvotest::free_udp_port();
-        endpoint = " 127.0.0.2 " + std::to_string(port);
-        sink = std::make_unique<ScopedTermPrintSink>([this](const std::string& t) { out.push_back(t); });
-    }
-
-    // With a card, the simulator reads its synthetic data from it; the data request tests give theirs.
-    virtual bool withCard() const { return true; }
-
-    void TearDown() override {
-        sink.reset();
-        set_comm_send_hook({});
-        close_comm();
-        if (sim) {
-            sim->stop();
-        }
-        WorkFolder::setPath(QString());
-        set_instrument_variant(QString());
-    }
-
-    bool run(const std::string& line) {
-        out.clear();
-        return shell->runLine(line, false);
-    }
-
-    // The last `n` texts printed (all of them when fewer).
-    std::vector<std::string> tail(std::size_t n) const {
-        return {out.end() - static_cast<std::ptrdiff_t>(std::min(n, out.size())), out.end()};
-    }
-
-    bool printed(const std::string& text) const {
-        return std::find(out.begin(), out.end(), text) != out.end();
+        SimShellFixture::SetUp();
     }
 
     QString local(const QString& cardPath) const {
         return workDir + QStringLiteral("/filemanager/") + cardPath;
-    }
-
-    int requests(const QString& prefix) const {
-        const QStringList lines = sim->receivedLines();
-        return static_cast<int>(std::count_if(lines.begin(), lines.end(),
-                                              [&](const QString& l) { return l.startsWith(prefix); }));
     }
 
     // Every file below `dir`, relative to it.
@@ -116,30 +58,18 @@ protected:
         return text;
     }
 
-    QString workDir;
+    bool withCard = true;
     QString cardDir;
     std::map<QString, QByteArray> card;
-    std::unique_ptr<Kelvo6Simulator> sim;
-    std::unique_ptr<VortOShell> shell;
-    int port = 0;
-    std::string endpoint;
-    std::vector<std::string> out;
-    std::unique_ptr<ScopedTermPrintSink> sink;
 };
 
-TEST_F(TerminalStorageTest, GetfileCreatesTheCardFoldersUnderFilemanager) {
-    // The printed progress of a transfer is checked byte for byte through `kelvo terminal` (cli_terminal).
-    ASSERT_TRUE(run("getfile data/seq1/file.txt" + endpoint));
-    EXPECT_EQ(kelvotest::read_file(local(QStringLiteral("data/seq1/file.txt"))),
-              card.at(QStringLiteral("data/seq1/file.txt")));
-    EXPECT_TRUE(sim->receivedLines().contains(
-        QStringLiteral("$PU:filedump,data/seq1/file.txt,127.0.0.2,%1,FF.FF.FF.FF.FF.FF;").arg(port)));
-    EXPECT_EQ(sim->puState(), SimPuState::Ready);
-
-    // An old copy is replaced; an empty card file gives an empty local file at once.
+// The printed progress, the wire request and the card's folders of a transfer are checked byte for
+// byte through `kelvo terminal` (cli_terminal).
+TEST_F(TerminalStorageTest, GetfileReplacesAnOldCopyAndWritesAnEmptyFile) {
     ASSERT_TRUE(kelvotest::write_file(local(QStringLiteral("small.txt")), "an older and longer content"));
     ASSERT_TRUE(run("getfile small.txt" + endpoint));
     EXPECT_EQ(kelvotest::read_file(local(QStringLiteral("small.txt"))), QByteArray("one line\r\n"));
+    EXPECT_EQ(sim->puState(), SimPuState::Ready);
     ASSERT_TRUE(run("getfile empty.dat" + endpoint));
     EXPECT_TRUE(printed("( 0 bytes ) :    "));
     EXPECT_TRUE(printed("\b\b\b100%"));
@@ -241,7 +171,7 @@ TEST_F(TerminalStorageTest, SdformatEmptiesTheCard) {
 
 class TerminalDatareqTest : public TerminalStorageTest {
 protected:
-    bool withCard() const override { return false; }
+    TerminalDatareqTest() { withCard = false; }
 };
 
 TEST_F(TerminalDatareqTest, Endings) {
