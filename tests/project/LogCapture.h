@@ -9,16 +9,9 @@
 #include <ostream>
 #include <vector>
 
-// Readable failure output for Qt strings.
+// Readable failure output for Qt strings (and their lists).
 inline void PrintTo(const QString& s, std::ostream* os) {
     *os << '"' << s.toStdString() << '"';
-}
-inline void PrintTo(const QStringList& l, std::ostream* os) {
-    *os << '{';
-    for (const QString& s : l) {
-        *os << " \"" << s.toStdString() << '"';
-    }
-    *os << " }";
 }
 
 namespace kelvotest {
