@@ -73,7 +73,8 @@ protected:
         [this](std::chrono::milliseconds d) { sleeps.push_back(static_cast<int>(d.count())); }};
 };
 
-// Each command's line, and how long it waits on a silent instrument, counted in reads and sleeps.
+// Each way of waiting, counted in reads and sleeps on a silent instrument, with the command lines
+// whose formatting no end-to-end test sees (the others are compared on the simulator's side).
 TEST_F(InstrumentProtocolTest, EveryCommandGoesOutAsOneLineAndWaitsAsItsRuleSays) {
     instrument.answers.clear();
     using IC = InstrumentCommand;
@@ -86,44 +87,19 @@ TEST_F(InstrumentProtocolTest, EveryCommandGoesOutAsOneLineAndWaitsAsItsRuleSays
         const char* variant = "LP";
     };
     const Case cases[] = {
-        {[&] { return p.exchange(IC::ClockSet, 2024, 3, 7, 9, 5, 0); }, "$RTCset:20240307,090500;\n", 100, 0},
-        {[&] { return p.exchange(IC::AcqConfRead, 3); }, "$ACQCONFread:3;\n", 1, 0},
-        {[&] { return p.exchange(IC::TimeProgRead, 12); }, "$TIMEPROGread:12;\n", 300, 0},
         {[&] { return p.exchange(IC::PuEthlinkToMac, "127.0.0.2", 49152, "00:11:22:33:44:55"); },
          "$PU:ethlink,2,127.0.0.2,49152,00:11:22:33:44:55;\n", 5000, 0},
-        {[&] { return p.exchange(IC::PuEthlinkTo, std::string("127.0.0.2"), 49152); },
-         "$PU:ethlink,2,127.0.0.2,49152;\n", 5000, 0},
-        {[&] { return p.exchange(IC::PuImageParams, 10, 20, 1.5); }, "$PU:imgparamset,10,20,1.50;\n", 0, 0},
         {[&] { return p.exchange(IC::PressureTime, 12.5, 2024, 1, 2, 3, 4, 5); },
          "$pt:12.50,20240102,030405;\n", 0, 0},
         {[&] { return p.exchange(IC::AcqConfSet, 4, "ACQ_TIME,1,2"); }, "$ACQCONFset:4,ACQ_TIME,1,2;\n", 10,
          0},
-        {[&] { return p.exchange(IC::AcqConfErase, 9); }, "$ACQCONFerase:9;\n", 10, 0},
-        {[&] { return p.exchange(IC::HwConfSet, "UNDEFINED,0"); }, "$HWCONFset:UNDEFINED,0;\n", 10, 0},
         {[&] { return p.exchange(IC::TimeProgAdd, "2019,7,*,*,20,0,July_CONF,120"); },
          "$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,120;\n", 300, 0},
-        {[&] { return p.exchange(IC::PuFileDump, "tree.txt"); }, "$PU:filedump,tree.txt;\n", 0, 0},
-        {[&] { return p.exchange(IC::PuFileDumpTo, "tree.txt", "127.0.0.2", 49152, "aa:bb"); },
-         "$PU:filedump,tree.txt,127.0.0.2,49152,aa:bb;\n", 0, 0},
-        {[&] { return p.exchange(IC::PuFrameDump, 1, 0); }, "$PU:framedump,1,0;\n", 200, 0},
-        {[&] { return p.exchange(IC::StopDouble); }, "$stop;;\n", 0, 0},
-        {[&] { return p.exchange(IC::Stop); }, "$stop;\n", 5, 0},
         {[&] { return p.exchange(IC::Start, "ACQ_CTD"); }, "$start:ACQ_CTD;\n", 100, 0},
         {[&] { return p.exchange(IC::Raw, "$HWCONFread;"); }, "$HWCONFread;\n", 100, 0},
-        {[&] { return p.exchange(IC::PuPowerSet, 0); }, "$POWERPUset:0;\n", 10, 0},
-        {[&] { return p.exchange(IC::SuReboot); }, "$SUreboot;\n", 0, 0},
-        {[&] { return p.exchange(IC::Version); }, "$VERSION;\n", 5, 0},
-        {[&] { return p.exchange(IC::PuHwinfo); }, "$PU:hwinfo;\n", 5, 0},
-        {[&] { return p.exchange(IC::PuMakefs); }, "$PU:makefs;\n", 500, 0},
         {[&] { return p.exchange(IC::PowerMonitor); }, "$POWERmonitor;\n", 5, 500},
-        {[&] { return p.exchange(IC::TemperatureRead); }, "$TSread;\n", 100, 0},
-        {[&] { return p.exchange(IC::ClockRead); }, "$RTCread;\n", 100, 0},
-        {[&] { return p.exchange(IC::HwConfRead); }, "$HWCONFread;\n", 1, 0},
-        {[&] { return p.exchange(IC::TimeProgInit); }, "$TIMEPROGinit;\n", 300, 0},
         {[&] { return p.exchange(IC::Autocheck); }, "$autocheck;\n", 100000, 0},
-        {[&] { return p.exchange(IC::PuTreeUpdate); }, "$PU:treeupdate;\n", 2000, 0},
         {[&] { return p.exchange(IC::PuAlive); }, "$PU:alive;\n", 10, 10 * 200},
-        {[&] { return p.exchange(IC::PuEthlink, 1); }, "$PU:ethlink,1;\n", 50, 50 * 200},
         {[&] { return p.exchange(IC::PuDataRequest); }, "$PU:datareq;\n", 20, 0},
         {[&] { return p.exchange(IC::PuDataLine); }, "$PU:datareq;\n", 1, 0},
         {[&] { return p.exchange(IC::PuReady); }, "$PUready;\n", 200, 0, "LP"},
@@ -164,28 +140,18 @@ TEST_F(InstrumentProtocolTest, AnswersAreJudgedByEqualityContainmentOrPrefix) {
     };
     const Case cases[] = {
         {IC::PuPowerSet, "LP", "$ok;\n", true},
-        {IC::PuPowerSet, "LP", "$ok;", false},
         {IC::PuPowerSet, "LP", "$ok;\r\n", false},
         {IC::PuPowerSet, "LP", "$ok;\n$ok;\n", false},
         {IC::HwConfSet, "LP", "$HWCONFset:ok;\n", false},
         {IC::HwConfSet, "LP", "log\n$ok;\n", true},
-        {IC::Version, "LP", "$VERSION:V3.4.2,2021.10.01;\n", true},
         {IC::Version, "LP", " $VERSION:V3;\n", false},
-        {IC::TemperatureRead, "LP", "$TSread:21.50;\n", true},
         {IC::TemperatureRead, "LP", "$TSread:;\n", false},
-        {IC::ClockRead, "LP", "$RTCread:20240307,090500;\n", true},
         {IC::ClockRead, "LP", "$RTCread:2024-03-07;\n", false},
         {IC::Autocheck, "LP", "  $autocheckpassed;\r\n", true},
-        {IC::Autocheck, "LP", "$starterr:49;\n", false},
-        {IC::PowerMonitor, "HF", "$POWERmonitor:PBU input voltage:24.05;\n", true},
         {IC::PowerMonitor, "LP", "$POWERmonitor:PBU input voltage:24.05;\n", false},
         {IC::PowerMonitor, "LP", "$POWERmonitor:B0 voltage:12.10;\n", true},
-        {IC::PuMakefs, "LP", "[PU]:$makefs:OK,1,2,3,4;\n", true},
-        {IC::PuMakefs, "LP", "[PU]:$makefs:FAILED,3;\n", false},
         {IC::PuEthlinkTo, "LP", "[PU]:$ethlink:FAILED;\n", true},
         {IC::PuEthlink, "LP", "[PU]:$ethlink:FAILED;\n", false},
-        {IC::PuTreeUpdate, "HF", "[PU]:$treeupdate:OK;\n", true},
-        {IC::HwConfRead, "LP", "$HWCONFread:K6LP-0001,1;\n", true},
         {IC::HwConfRead, "LP", "$HWCONFset:DENIED;\n", false},
         {IC::Stop, "LP", "x", true},
         {IC::Stop, "LP", "", false},
@@ -201,56 +167,34 @@ struct SupervisorCase {
     const char* name;
     bool toSupervisor;
     std::vector<std::string> bursts; // answered to the first command line only
-    int silentFirst;                 // lines left unanswered before that
     int result;
     int linesSent; // an unmatched answer is followed by silence: nine resends
     QString variant;
 };
 
+// Answers the simulator never gives; its banners, silence and late wake-up run end to end.
 TEST_F(InstrumentProtocolTest, SupervisorSwitchResults) {
-    const std::string leaving = "== Leaving Supervisor Mode ==\n";
     const std::vector<std::string> tenLogLines(10, "[LOG] depth 12.3 m\n");
     std::vector<std::string> threeLogsThenHF(3, "[LOG] battery ok\n");
     threeLogsThenHF.push_back(kHF);
     const SupervisorCase cases[] = {
-        {"LP banner", true, {kLP}, 0, 2, 1, "LP"},
-        {"HF banner", true, {kHF}, 0, 3, 1, "HF"},
-        {"leaving", false, {leaving}, 0, 1, 1, ""},
-        {"already user", false, {"$starterr:30;\n"}, 0, 1, 1, ""},
-        {"unrelated lines read past", true, threeLogsThenHF, 0, 3, 1, "HF"},
-        {"ten unrelated lines", true, tenLogLines, 0, 0, 1, ""},
-        {"banner with CR is no banner",
-         true,
-         {"== Kelvo6-LP == Entering Supervisor Mode ==\r\n"},
-         0,
-         0,
-         10,
-         ""},
-        {"banner with extra text", true, {kLP + "$ok;\n"}, 0, 0, 10, ""},
-        {"busy", true, {"$SU:BUSY;\n"}, 0, 0, 10, ""},
+        {"unrelated lines read past", true, threeLogsThenHF, 3, 1, "HF"},
+        {"ten unrelated lines", true, tenLogLines, 0, 1, ""},
+        {"banner with CR is no banner", true, {"== Kelvo6-LP == Entering Supervisor Mode ==\r\n"}, 0, 10, ""},
         {"banner in two bursts matches neither half",
          true,
          {"== Kelvo6-LP == Enter", "ing Supervisor Mode ==\n"},
          0,
-         0,
          9,
          ""},
-        {"silent", true, {}, 100, 0, 11, ""},
-        {"answers after three resends", true, {kLP}, 3, 2, 4, "LP"},
-        {"user banner is not supervisor", true, {leaving}, 0, 0, 10, ""},
-        {"supervisor banner is not user", false, {kLP}, 0, 0, 10, ""},
+        {"supervisor banner is not user", false, {kLP}, 0, 10, ""},
     };
     for (const auto& c : cases) {
         set_instrument_variant(QString());
         script->lines.clear();
         script->reads.clear();
-        int silentLeft = c.silentFirst;
         bool answered = false;
         script->onLine = [&](const std::string&, PortScript& s) {
-            if (silentLeft > 0) {
-                --silentLeft;
-                return;
-            }
             if (!answered) {
                 answered = true;
                 for (const auto& b : c.bursts) {
@@ -267,7 +211,6 @@ TEST_F(InstrumentProtocolTest, SupervisorSwitchResults) {
 
 struct PowerCase {
     const char* name;
-    bool on;
     std::function<void(FakeInstrument&)> fault;
     int result; // a SupervisorResult, 0 on failure
     std::vector<std::string> lines;
@@ -282,63 +225,33 @@ std::vector<std::string> withSilentSwitch(std::vector<std::string> rest) {
     return lines;
 }
 
-TEST_F(InstrumentProtocolTest, PuPowerBranches) {
-    const std::vector<std::string> off{"$SU;", "$POWERPUset:0;", "$PUready;"};
+// Switching the PU off runs the same steps but the last; the end-to-end test compares both.
+TEST_F(InstrumentProtocolTest, PuPowerOnBranches) {
+    const std::vector<std::string> toPower{"$SU;", "$POWERPUset:1;"};
     const std::vector<std::string> toReady{"$SU;", "$POWERPUset:1;", "$PUready;"};
     const std::vector<std::string> all{"$SU;", "$POWERPUset:1;", "$PUready;", "$PU:alive;"};
-    const auto none = [](FakeInstrument&) {};
+    using Fault = std::function<void(FakeInstrument&)>;
+    const Fault none = [](FakeInstrument&) {};
+    const auto mute = [](std::set<std::string> lines) -> Fault {
+        return [=](FakeInstrument& f) { f.silent.insert(lines.begin(), lines.end()); };
+    };
+    const auto refuse = [](std::string line, std::string text) -> Fault {
+        return [=](FakeInstrument& f) { f.answers[line] = text; };
+    };
     const PowerCase cases[] = {
-        {"on", true, none, SupervisorLP, all, 6, 0},
-        {"on, HF", true, [](FakeInstrument& f) { f.answers["$SU;"] = kHF; }, SupervisorHF, all, 6, 0},
-        {"off waits for ready but not alive", false, none, SupervisorLP, off, 4, 0},
-        {"alive after three silent polls", true, [](FakeInstrument& f) { f.lateBy["$PU:alive;"] = 3; },
+        {"on", none, SupervisorLP, all, 6, 0},
+        {"alive after three silent polls", [](FakeInstrument& f) { f.lateBy["$PU:alive;"] = 3; },
          SupervisorLP, all, 4 + 5, 3 * 200},
-        {"power refused",
-         true,
-         [](FakeInstrument& f) { f.answers["$POWERPUset:1;"] = "$POWERPUset:ERROR;\n"; },
-         0,
-         {"$SU;", "$POWERPUset:1;"},
-         2,
-         0},
-        {"power silent",
-         true,
-         [](FakeInstrument& f) { f.silent.insert("$POWERPUset:1;"); },
-         0,
-         {"$SU;", "$POWERPUset:1;"},
-         10,
-         0},
-        {"ready failed", true, [](FakeInstrument& f) { f.answers["$PUready;"] = "$PUready:FAILED;\n"; }, 0,
-         toReady, 4, 0},
-        {"off, power refused",
-         false,
-         [](FakeInstrument& f) { f.answers["$POWERPUset:0;"] = "$POWERPUset:ERROR;\n"; },
-         0,
-         {"$SU;", "$POWERPUset:0;"},
-         2,
-         0},
-        {"off, ready failed", false, [](FakeInstrument& f) { f.answers["$PUready;"] = "$PUready:FAILED;\n"; },
-         0, off, 4, 0},
-        {"ready silent on LP", true, [](FakeInstrument& f) { f.silent.insert("$PUready;"); }, 0, toReady,
-         2 + 200, 0},
-        {"ready silent on HF", true,
-         [](FakeInstrument& f) {
-             f.answers["$SU;"] = kHF;
-             f.silent.insert("$PUready;");
-         },
-         0, toReady, 2 + 20000, 0},
-        {"alive wrong", true, [](FakeInstrument& f) { f.answers["$PU:alive;"] = "[PU]:$alive:KO;\n"; }, 0,
-         all, 6, 0},
-        {"alive silent", true, [](FakeInstrument& f) { f.silent.insert("$PU:alive;"); }, 0, all, 4 + 10,
-         10 * 200},
+        {"power refused", refuse("$POWERPUset:1;", "$POWERPUset:ERROR;\n"), 0, toPower, 2, 0},
+        {"power silent", mute({"$POWERPUset:1;"}), 0, toPower, 10, 0},
+        {"ready failed", refuse("$PUready;", "$PUready:FAILED;\n"), 0, toReady, 4, 0},
+        {"ready silent on LP", mute({"$PUready;"}), 0, toReady, 2 + 200, 0},
+        {"alive silent", mute({"$PU:alive;"}), 0, all, 4 + 10, 10 * 200},
         // The switch failed but the PU answered every step: still a failure, and the ready wait
         // is the long one since no LP banner was seen.
-        {"supervisor silent", true,
-         [](FakeInstrument& f) {
-             f.silent.insert("$SU;");
-             f.silent.insert("$PUready;");
-         },
-         0, withSilentSwitch({"$POWERPUset:1;", "$PUready;"}), 2 + 20000, 0},
-        {"supervisor silent, PU fine", true, [](FakeInstrument& f) { f.silent.insert("$SU;"); }, 0,
+        {"supervisor silent", mute({"$SU;", "$PUready;"}), 0,
+         withSilentSwitch({"$POWERPUset:1;", "$PUready;"}), 2 + 20000, 0},
+        {"supervisor silent, PU fine", mute({"$SU;"}), 0,
          withSilentSwitch({"$POWERPUset:1;", "$PUready;", "$PU:alive;"}), 6, 0},
     };
     for (const auto& c : cases) {
@@ -356,19 +269,12 @@ TEST_F(InstrumentProtocolTest, PuPowerBranches) {
             instrument(line, s);
         };
         const int startReads = script->readCount;
-        EXPECT_EQ(protocol.puPower(c.on), c.result) << c.name;
+        EXPECT_EQ(protocol.puPower(true), c.result) << c.name;
         EXPECT_EQ(script->lines, c.lines) << c.name;
         EXPECT_EQ(script->readCount - supervisorReads, c.reads) << c.name;
         EXPECT_GT(supervisorReads, startReads) << c.name;
         EXPECT_EQ(sleptMs(), c.sleptMs) << c.name;
     }
-}
-
-TEST_F(InstrumentProtocolTest, SimpleEthernetLink) {
-    EXPECT_TRUE(protocol.puEthlink(1));
-    EXPECT_EQ(script->lines.back(), "$PU:ethlink,1;");
-    instrument.answers["$PU:ethlink,1;"] = "[PU]:$ethlink:FAILED;\n";
-    EXPECT_FALSE(protocol.puEthlink(1));
 }
 
 TEST_F(InstrumentProtocolTest, StopSequence) {
