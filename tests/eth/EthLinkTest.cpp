@@ -197,22 +197,6 @@ TEST(EthSocket, PurgeCountsAndLogsDiscardedBytes) {
     EXPECT_EQ(link.receive(b, sizeof b), -1); // nothing left, and the empty datagram went too
 }
 
-TEST(EthSocket, BindingTheSamePortClosesTheOtherLink) {
-    EthLink device;
-    int released = 0;
-    device.setOnReleased([&] { ++released; });
-    const int port = kelvotest::free_udp_port();
-    ASSERT_EQ(bind_link(device, port), 0);
-    {
-        EthLink terminal;
-        ASSERT_EQ(bind_link(terminal, port), 0);
-        EXPECT_FALSE(device.isOpen());
-        EXPECT_EQ(released, 1);
-    }
-    ASSERT_EQ(bind_link(device, port), 0); // the port is free again
-    EXPECT_EQ(released, 1);
-}
-
 // A datagram due soon is polled for, then waited for as usual: whether it is already there,
 // comes after the polling, comes cut, or never comes.
 TEST(EthSocket, DatagramDueSoonIsTakenWhenEverItComes) {
