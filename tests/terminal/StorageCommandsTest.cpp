@@ -20,32 +20,6 @@ protected:
     }
 };
 
-TEST(MakefsAnswer, ReadLikeTheInstrumentFormat) {
-    struct Case {
-        const char* answer;
-        int items;
-        const char* status;
-        std::vector<int> values;
-    };
-    const Case cases[] = {
-        {"[PU]:$makefs:OK,-5,+6, 2,8;", 5, "OK", {-5, 6, 2, 8}},
-        {"[PU]:$makefs:TOOLONGSTATUS,1;\n", 1, "TOOLONG", {}},
-        {"[PU]:$makefs:,1,2,3,4;\n", 0, "", {}},
-        {"[PU]:$makefs:OK,x;\n", 1, "OK", {}},
-        {"[PU]:$makefs:OK,99999999999,1,1,1;\n", 1, "OK", {}},
-        {"$PU:OFF;\n", 0, "", {}},
-        {"", -1, "", {}},
-    };
-    for (const Case& c : cases) {
-        const MakefsAnswer a = parse_makefs_answer(c.answer);
-        EXPECT_EQ(a.items, c.items) << c.answer;
-        EXPECT_EQ(a.status, c.status) << c.answer;
-        for (std::size_t i = 0; i < c.values.size(); ++i) {
-            EXPECT_EQ(a.values[i], c.values[i]) << c.answer << " value " << i;
-        }
-    }
-}
-
 TEST(CardList, OnePathPerLineWithoutCarriageReturnsOrBlankLines) {
     EXPECT_EQ(card_list_entries("a/b/c/x_data.txt\r\n\r\n  AUTOCHECK/r.txt \nlast"),
               (std::vector<std::string>{"a/b/c/x_data.txt", "AUTOCHECK/r.txt", "last"}));
@@ -56,16 +30,23 @@ TEST(CardList, OnePathPerLineWithoutCarriageReturnsOrBlankLines) {
 TEST_F(StorageTest, SdformatAnswerForms) {
     acceptPuStart();
     const std::string unexpected = "Failed with unexpected answer !";
+    // Signs and blanks before a value are read; a long status, an empty one, a value that is not a
+    // number or does not fit, and another answer altogether are all unexpected.
     const std::pair<const char*, std::vector<std::string>> cases[] = {
         {"[PU]:$makefs:OK,15000,14990,4,8;\n",
          {"Done !", "\tStorage capacity in Mb : 15000", "\tFree capacity in Mb : 14990",
           "\tFile system type : UNKNOWN", "\tCluster size in Kb : 4"}},
-        {"[PU]:$makefs:OK,100,90,0,1;\n",
-         {"Done !", "\tStorage capacity in Mb : 100", "\tFree capacity in Mb : 90",
+        {"[PU]:$makefs:OK,-5,+6, 0,1;",
+         {"Done !", "\tStorage capacity in Mb : -5", "\tFree capacity in Mb : 6",
           "\tFile system type : FAT12", "\tCluster size in Kb : 0"}},
         {"[PU]:$makefs:FAILED,12;\n", failure("Failed with error 12 !", "sdformat")},
         {"[PU]:$makefs:FAILED,12,3,4,5;\n", failure(unexpected, "sdformat")},
         {"[PU]:$makefs:OK,1,2;\n", failure(unexpected, "sdformat")},
+        {"[PU]:$makefs:TOOLONGSTATUS,1,2,3,4;\n", failure(unexpected, "sdformat")},
+        {"[PU]:$makefs:,1,2,3,4;\n", failure(unexpected, "sdformat")},
+        {"[PU]:$makefs:OK,x,2,3,4;\n", failure(unexpected, "sdformat")},
+        {"[PU]:$makefs:OK,99999999999,1,1,1;\n", failure(unexpected, "sdformat")},
+        {"$PU:OFF;\n", failure(unexpected, "sdformat")},
     };
     const std::regex prompt(
         "\nAre you sure you want to format the SD card \\? Enter code \x1b\\[92m[0-9]{4}\x1b\\[m "
