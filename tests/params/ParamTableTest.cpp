@@ -190,31 +190,6 @@ TEST(ParamFile, WritingTheEveryTypeTable) {
     EXPECT_EQ(read_file(path).toStdString(), expected);
 }
 
-TEST(ParamFile, UnknownTypeCodeIsReportedByEveryConversion) {
-    ParamTable t;
-    t.append(ParamDef::root("T"));
-    ParamDef odd = ParamDef::integer("Odd", 0, 1, 0, "d");
-    odd.type = 11;
-    t.append(odd);
-    t.append(ParamDef::integer("N", 0, 9, 4, "n"));
-    const QString path = temp_file("odd.txt");
-    PrintCapture out;
-    ASSERT_TRUE(write_params_to_file(path, t));
-    EXPECT_EQ(read_file(path).toStdString(),
-              "// T :\n\n// Parameter name: Odd, \n// Description: d\nOdd = "
-              "UnknownType\n\n// Parameter name: N, Integer type, range: 0 to 9\n// "
-              "Description: n\nN = 4\n\n");
-    EXPECT_EQ(write_params_to_string("$P:", t), "$P:4");
-    ASSERT_TRUE(write_file(path, "Odd = 1\nN = 2\n"));
-    EXPECT_EQ(get_params_from_file(path, t), 1);
-    EXPECT_EQ(get_params_from_string("$P:1,3;", "$P:", t), 2);
-    EXPECT_EQ(GetParamAsText(t, "N"), "3");
-    EXPECT_EQ(out.text, "\n[WARNING]: (write_params_to_file) Unknown parameter type for Odd !|"
-                        "\n[WARNING]: (write_params_to_string) Unknown parameter type for Odd !|"
-                        "\n[WARNING]: (get_params_from_file) Unknown parameter type for Odd !|"
-                        "\n[WARNING]: (get_params_from_string) Unknown parameter type for Odd !");
-}
-
 TEST(ParamWire, WritingKeepsEditableFieldsAndThePrefixAsymmetry) {
     EXPECT_EQ(write_params_to_string("$SET:", every_type_table()), "$SET:1,1.250000,abc,1");
     ParamTable internalOnly;
@@ -293,16 +268,6 @@ TEST(ParamAccess, GetAndSetByNameWithTheirMessages) {
         EXPECT_EQ(SetParamFromText(fresh, c.name, c.text), c.error) << c.name << "=" << c.text;
         EXPECT_EQ(GetParamAsText(fresh, c.name), c.after) << c.name << "=" << c.text;
     }
-}
-
-TEST(ParamAccess, ConfigurationName) {
-    ParamTable acq;
-    build_acq_params(acq);
-    ASSERT_EQ(SetParamFromText(acq, "Configuration_name", "ACQ_NIGHT"), "");
-    EXPECT_EQ(param_config_name(acq), "ACQ_NIGHT");
-    ParamTable hw;
-    build_hw_params(hw);
-    EXPECT_EQ(param_config_name(hw), "");
 }
 
 TEST(ParamPrint, CaptionRowsAndRootLine) {
