@@ -58,7 +58,7 @@ protected:
 
 } // namespace
 
-TEST_F(MainWindowTest, StartupWithNoSettingsFailsThePortInRedAndAsksForLogin) {
+TEST_F(MainWindowTest, StartupWithNoSettingsFailsThePortInRedAsksForLoginAndSavedSettingsReopenIt) {
     kelvotest::ScriptedDialogs dialogs; // no box expected
     MainWindow w;
     int opened = 0;
@@ -82,6 +82,18 @@ TEST_F(MainWindowTest, StartupWithNoSettingsFailsThePortInRedAndAsksForLogin) {
     w.loginDialog()->edEmail->setText("ann@example.org");
     QTest::mouseClick(w.loginDialog()->btSignIn, Qt::LeftButton);
     EXPECT_EQ(w.loginAction()->text(), "             logged as : Ann");
+
+    const QString port = pty();
+    w.findChild<QAction*>("actionApplication_settings")->trigger();
+    DlgAppSettings* dlg = w.settingsDialog();
+    ASSERT_NE(dlg, nullptr);
+    EXPECT_TRUE(dlg->isVisible());
+    dlg->edSerialPort->setEditText(port);
+    QTest::mouseClick(dlg->btSave, Qt::LeftButton);
+    EXPECT_EQ(w.commStatusLabel()->text(), port);
+    EXPECT_EQ(w.commStatusLabel()->styleSheet(), "color:darkgreen;");
+    EXPECT_TRUE(
+        fileHas("Kelvoapp.serial.log", QStringLiteral("\tOpen %1@38400 OK\r\n").arg(port).toLatin1()));
 }
 
 TEST_F(MainWindowTest, HiddenLoginAndRecentProjectAtStartup) {
@@ -184,25 +196,6 @@ TEST_F(MainWindowTest, MenusAndActionsInOrderWithTheirLabels) {
     const QMenu* recent = w.findChild<QMenu*>("menuOpen_Recent");
     EXPECT_EQ(recent->actions(), w.recentFileActions());
     EXPECT_EQ(recent->actions().size(), 25);
-}
-
-TEST_F(MainWindowTest, SavingSettingsReopensThePort) {
-    QSettings().setValue("hidelogin", "Y");
-    AppSettings::setUser("Ann", "ann@example.org");
-    MainWindow w;
-    w.show();
-    EXPECT_EQ(w.commStatusLabel()->styleSheet(), "color:red;");
-    const QString port = pty();
-    w.findChild<QAction*>("actionApplication_settings")->trigger();
-    DlgAppSettings* dlg = w.settingsDialog();
-    ASSERT_NE(dlg, nullptr);
-    EXPECT_TRUE(dlg->isVisible());
-    dlg->edSerialPort->setEditText(port);
-    QTest::mouseClick(dlg->btSave, Qt::LeftButton);
-    EXPECT_EQ(w.commStatusLabel()->text(), port);
-    EXPECT_EQ(w.commStatusLabel()->styleSheet(), "color:darkgreen;");
-    EXPECT_TRUE(
-        fileHas("Kelvoapp.serial.log", QStringLiteral("\tOpen %1@38400 OK\r\n").arg(port).toLatin1()));
 }
 
 TEST_F(MainWindowTest, OnlyKelvo6FoldersOpen) {

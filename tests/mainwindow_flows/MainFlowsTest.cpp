@@ -1,5 +1,6 @@
-// The main window's flows offscreen, against the simulator over its pseudo-terminal: the boxes,
-// their texts and default buttons, what reaches the instrument, and the refusals.
+// The main window's flows offscreen, against the simulator over its pseudo-terminal and loopback
+// UDP: the boxes, their texts and default buttons, what reaches the instrument, the refusals, and
+// the worker's file-list tasks.
 #include "mainwindow/MainFlows.h"
 #include "device/InterfaceCamera.h"
 #include "eth/LogCapture.h"
@@ -63,8 +64,8 @@ protected:
         ASSERT_TRUE(sim->start(&error)) << error.toStdString();
         ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
     }
-    void connectSim() {
-        startSim();
+    void connectSim(SimOptions options = {}) {
+        startSim(options);
         ScriptedDialogs none;
         flows->checkConnection(true);
         ASSERT_EQ(camera->cameraRef(), "K6LP-0001");
@@ -312,4 +313,39 @@ TEST_F(MainFlowsTest, AutocheckClockAndRebootBoxes) {
     EXPECT_TRUE(kelvotest::wait_until([&] { return received("$SUreboot;") == 1; }, 3000));
     EXPECT_TRUE(camera->cameraRef().isEmpty());
     EXPECT_EQ(top->cameraLabel()->text(), "not connected");
+}
+
+TEST_F(MainFlowsTest, ListingTasksFetchTheCardTreeUnderTheInstrumentLock) {
+    SimOptions options;
+    options.cardDir = kelvotest::make_temp_dir("card");
+    options.linkRateMbps = 0;
+    ASSERT_TRUE(kelvotest::write_file(options.cardDir + "/2023/06/20230612-101500/x_data.txt", "d"));
+    connectSim(options);
+    std::atomic<bool> lockHeldDuringList{false};
+    set_comm_send_hook([&](const std::string& line) {
+        if (line.starts_with("$PU:filedump")) {
+            lockHeldDuringList = lock.holder() == QLatin1String("Retrieve file liste from sensor");
+        }
+    });
+    // The card has no "tree.txt" until the instrument rebuilds it.
+    auto updated = worker->enqueue("treeupdatesdlist", QString(), "tree.txt");
+    auto plain = worker->enqueue("sdlist", QString(), "tree.txt");
+    ASSERT_TRUE(kelvotest::wait_until([&] { return worker->pendingCount() == 0; }, 20000));
+    set_comm_send_hook({});
+
+    EXPECT_EQ(plain->outcome, "Retrieve file liste from sensor done!!");
+    EXPECT_EQ(updated->outcome, "Retrieve file liste from sensor done!!");
+    EXPECT_TRUE(lockHeldDuringList.load());
+    EXPECT_FALSE(lock.isBusy());
+    EXPECT_EQ(received("$PU:treeupdate;"), 1);
+    const QByteArray tree = kelvotest::read_file(options.cardDir + "/tree.txt");
+    EXPECT_TRUE(tree.contains("x_data.txt"));
+    EXPECT_EQ(updated->result.toString().toUtf8(), tree);
+    EXPECT_EQ(plain->result.toString().toUtf8(), tree);
+}
+
+TEST_F(MainFlowsTest, ListingFromAnUnreachableInstrumentEndsWithAWarning) {
+    auto task = worker->enqueue("sdlist", QString(), "tree.txt");
+    ASSERT_TRUE(kelvotest::wait_until([&] { return worker->pendingCount() == 0; }, 30000));
+    EXPECT_EQ(task->outcome, "Warn: Retrieve file liste from sensor failed : tree.txt transfer failed");
 }
