@@ -63,7 +63,6 @@ TEST(SimExecutable, BadOptionValuesEndWithAClearMessage) {
         {{"extra"}, "unexpected argument \"extra\" (see --help)"},
         {{"--link-rate", "-5"}, "--link-rate expects Mbit/s from 0 (unpaced) to 1000000, not \"-5\""},
         {{"--packet-size", "65508"}, "--packet-size expects a whole number from 1 to 65507, not \"65508\""},
-        {{"--lose-datagram", "x"}, "--lose-datagram expects a whole number from 0 to 1000000, not \"x\""},
         {{"--card", "/nonexistent/kelvo-card"}, "the card folder \"/nonexistent/kelvo-card\" does not exist"},
         {{"--make-card", "/tmp/x", "--seed", "-1"},
          "--seed expects a whole number from 0 to 4294967295, not \"-1\""},
