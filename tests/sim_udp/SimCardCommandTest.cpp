@@ -84,10 +84,6 @@ TEST(Makefs, AnInjectedFailureLeavesTheCardThenFormattingEmptiesItButKeepsItsFol
     EXPECT_EQ(QDir(card).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
               QStringList());
     EXPECT_EQ(kelvotest::read_file(outside), QByteArray("kept"));
-    // Nothing left to list, nothing left to serve.
-    EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:OK;\n"));
-    EXPECT_EQ(kelvotest::read_file(card + QStringLiteral("/tree.txt")), QByteArray());
-    EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
 }
 
 } // namespace
