@@ -1,7 +1,6 @@
 #include "app/AppSettings.h"
 #include "app/AppStyleSheet.h"
 #include "app/DlgAppSettings.h"
-#include "app/DlgLogin.h"
 #include "app/QTolvarApplication.h"
 #include "support/ScriptedDialogs.h"
 #include "support/TestSupport.h"
@@ -20,26 +19,7 @@
 
 #include <stdexcept>
 
-TEST(DlgLogin, ShowsStoredUserAndStoresWhatIsTyped) {
-    QSettings().clear();
-    AppSettings::setUser("Ann", "ann@example.org");
-    DlgLogin dlg;
-    EXPECT_EQ(dlg.windowTitle(), "KelvoApp Login");
-    EXPECT_EQ(dlg.btSignIn->text(), "SIGN IN");
-    dlg.open();
-    EXPECT_EQ(dlg.edName->text(), "Ann");
-    EXPECT_EQ(dlg.edEmail->text(), "ann@example.org");
-    // Stored as typed: no check on emptiness or form.
-    dlg.edName->setText("  Bo  Ek ");
-    dlg.edEmail->setText("");
-    QSignalSpy signedIn(&dlg, &DlgLogin::signedIn);
-    QTest::mouseClick(dlg.btSignIn, Qt::LeftButton);
-    EXPECT_EQ(signedIn.count(), 1);
-    EXPECT_FALSE(dlg.isVisible());
-    EXPECT_EQ(QSettings().value("user_name").toString(), "  Bo  Ek ");
-    EXPECT_EQ(QSettings().value("user_email").toString(), "");
-}
-
+// The login dialog is checked where the main window opens it at startup.
 TEST(DlgAppSettings, FieldsShowDefaultsAndDevicesSaveAnyPathAndCancelWritesNothing) {
     QSettings().clear();
     const QString dev = kelvotest::make_temp_dir("dev");

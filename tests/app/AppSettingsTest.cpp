@@ -12,7 +12,7 @@
 
 #include <array>
 
-// The keys of the other values are read back by the settings and login dialogs' tests, the
+// The keys of the other values are read back by the settings dialog's test, the user's and the
 // logged-in text by the main window's.
 TEST(AppSettings, ValuesLiveUnderTheirKeysInTheKelvoAppStore) {
     QSettings().clear();

@@ -58,7 +58,8 @@ protected:
 
 } // namespace
 
-TEST_F(MainWindowTest, StartupWithNoSettingsFailsThePortInRedAsksForLoginAndSavedSettingsReopenIt) {
+TEST_F(MainWindowTest, StartupWithoutAPortFailsItInRedAsksForLoginAndSavedSettingsReopenIt) {
+    AppSettings::setUser("Ann", "ann@example.org");
     kelvotest::ScriptedDialogs dialogs; // no box expected
     MainWindow w;
     int opened = 0;
@@ -68,8 +69,11 @@ TEST_F(MainWindowTest, StartupWithNoSettingsFailsThePortInRedAsksForLoginAndSave
     EXPECT_EQ(w.commStatusLabel()->text(), "/dev/ttyUSB-1");
     EXPECT_EQ(w.commStatusLabel()->styleSheet(), "color:red;");
     ASSERT_TRUE(kelvotest::wait_until([&] { return w.loginDialog() && w.loginDialog()->isVisible(); }));
-    EXPECT_EQ(w.loginDialog()->edName->text(), "");
-    EXPECT_EQ(w.loginDialog()->edEmail->text(), "");
+    DlgLogin* login = w.loginDialog();
+    EXPECT_EQ(login->windowTitle(), "KelvoApp Login");
+    EXPECT_EQ(login->btSignIn->text(), "SIGN IN");
+    EXPECT_EQ(login->edName->text(), "Ann");
+    EXPECT_EQ(login->edEmail->text(), "ann@example.org");
     EXPECT_EQ(opened, 0);
     EXPECT_TRUE(fileHas("Kelvoapp.log", "\tInformation\tMainWindow\tStarted Trace Manager\r\n"));
     EXPECT_TRUE(fileHas("Kelvoapp.log", "\tError\tVortOS    \tinit_comm:Error while opening /dev/ttyUSB-1"));
@@ -77,11 +81,14 @@ TEST_F(MainWindowTest, StartupWithNoSettingsFailsThePortInRedAsksForLoginAndSave
         fileHas("Kelvoapp.serial.log", "\tError\tVortOS    \tinit_comm:Error while opening /dev/ttyUSB-1"));
     EXPECT_TRUE(
         fileHas("Kelvoapp.serial.log", "\tInformation\tOpen      \tOpen /dev/ttyUSB-1@38400 FAILED\r\n"));
-    // The login is stored and shown in the menu bar.
-    w.loginDialog()->edName->setText("Ann");
-    w.loginDialog()->edEmail->setText("ann@example.org");
-    QTest::mouseClick(w.loginDialog()->btSignIn, Qt::LeftButton);
-    EXPECT_EQ(w.loginAction()->text(), "             logged as : Ann");
+    // The login is stored as typed, with no check on emptiness or form, and shown in the menu bar.
+    login->edName->setText("  Bo  Ek ");
+    login->edEmail->setText("");
+    QTest::mouseClick(login->btSignIn, Qt::LeftButton);
+    EXPECT_FALSE(login->isVisible());
+    EXPECT_EQ(QSettings().value("user_name").toString(), "  Bo  Ek ");
+    EXPECT_EQ(QSettings().value("user_email").toString(), "");
+    EXPECT_EQ(w.loginAction()->text(), "             logged as :   Bo  Ek ");
 
     const QString port = pty();
     w.findChild<QAction*>("actionApplication_settings")->trigger();
