@@ -34,17 +34,12 @@ protected:
     virtual void openPort() {
         script = std::make_shared<PortScript>();
         script->onLine = [this](const std::string& line, PortScript& s) {
-            // The longest key that begins the line gives the answer.
-            const std::string* best = nullptr;
-            std::size_t bestLength = 0;
-            for (const auto& [key, text] : answers) {
-                if (line.starts_with(key) && key.size() >= bestLength) {
-                    best = &text;
-                    bestLength = key.size();
-                }
-            }
-            if (best != nullptr) {
-                s.answer(*best);
+            // The longest key that begins the line gives the answer: keys that begin the same line
+            // begin one another, and the longer sorts after the shorter.
+            const auto match = std::find_if(answers.rbegin(), answers.rend(),
+                                            [&](const auto& entry) { return line.starts_with(entry.first); });
+            if (match != answers.rend()) {
+                s.answer(match->second);
             }
         };
         set_serial_port_factory([s = script] { return std::make_unique<ScriptedSerialPort>(s); });

