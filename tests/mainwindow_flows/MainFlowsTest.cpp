@@ -97,7 +97,7 @@ protected:
 
 } // namespace
 
-TEST_F(MainFlowsTest, CloseIsRefusedWhileATaskIsUnfinishedAndTheStatusLineFollowsTheWorker) {
+TEST_F(MainFlowsTest, CloseIsRefusedWhileATaskIsUnfinishedAndStopSkipsTheQueuedOnes) {
     LogCapture log;
     std::atomic<bool> release{false};
     worker->setWork("ExportODV", [&](KelvoTaskInfo& task) {
@@ -105,9 +105,9 @@ TEST_F(MainFlowsTest, CloseIsRefusedWhileATaskIsUnfinishedAndTheStatusLineFollow
             QThread::msleep(2);
         }
         return task.target == QLatin1String("bad") ? QStringLiteral("Warn: no data in bad")
-                                                   : QStringLiteral("Export ODV s1 done!!");
+                                                   : QStringLiteral("Export ODV %1 done!!").arg(task.target);
     });
-    worker->enqueue("ExportODV", "/p", "s1");
+    auto running = worker->enqueue("ExportODV", "/p", "s1");
     QLabel* status = top->statusLabel();
     ASSERT_TRUE(kelvotest::wait_until([&] { return status->text() == "Pending:1 / Export ODV s1"; }))
         << status->text().toStdString();
@@ -124,11 +124,18 @@ TEST_F(MainFlowsTest, CloseIsRefusedWhileATaskIsUnfinishedAndTheStatusLineFollow
         EXPECT_EQ(dialogs.seen[0].icon, QMessageBox::Warning);
         EXPECT_TRUE(log.saw("MainWindow|1|Impossible to exit while there's some asynchronous task running"));
     }
+    // The running task ends normally; the queued ones are skipped.
+    auto skipped = worker->enqueue("ExportODV", "/p", "s2");
+    flows->stopAtEndOfTask();
+    EXPECT_TRUE(log.saw("MainWindow|1|Cancellation at the end of the current job requested"));
     release = true;
-    ASSERT_TRUE(kelvotest::wait_until([&] { return status->text() == "Export ODV s1 done!!"; }));
+    ASSERT_TRUE(kelvotest::wait_until([&] { return status->text() == "Cancellation done!!"; }));
     EXPECT_EQ(status->styleSheet(), "background-color:#1b5e20;color:#ffffff;");
+    EXPECT_EQ(running->outcome, "Export ODV s1 done!!");
+    EXPECT_EQ(skipped->outcome, "Cancellation done!!");
     ScriptedDialogs none;
     EXPECT_TRUE(flows->canClose());
+    // Once nothing is left the request is spent: the next task runs.
     worker->enqueue("ExportODV", "/p", "bad");
     ASSERT_TRUE(kelvotest::wait_until([&] { return status->text() == "Warn: no data in bad"; }));
     EXPECT_EQ(status->styleSheet(), "background-color:yellow;color:black;");

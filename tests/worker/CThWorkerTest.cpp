@@ -1,4 +1,5 @@
-// The background worker: order, the pending registry, cancellation, failures and status texts.
+// The background worker: order, the pending registry, failures and status texts. (Stopping at the
+// end of the current task is checked through the main window's flows.)
 #include "worker/CThWorker.h"
 #include "eth/LogCapture.h"
 #include "support/TestSupport.h"
@@ -109,43 +110,6 @@ TEST(CThWorker, RunsTasksInPostingOrderAndKeepsThemPendingUntilTheyStart) {
     EXPECT_EQ(statuses.lines(), expected);
     EXPECT_EQ(worker.status(), "Particules s3 done!!");
     EXPECT_FALSE(worker.isPending(kOwner, "s3"));
-}
-
-TEST(CThWorker, CancellationLetsTheRunningTaskFinishAndSkipsTheRest) {
-    LogCapture log;
-    CThWorker worker;
-    StatusLog statuses(worker);
-    Gate gate;
-    std::atomic<int> dataRuns{0};
-    worker.setWork("Images", [&](KelvoTaskInfo&) {
-        gate.pass();
-        return QStringLiteral("Images s0 done!!");
-    });
-    worker.setWork("Data", [&](KelvoTaskInfo& task) {
-        ++dataRuns;
-        return QStringLiteral("Particules %1 done!!").arg(task.target);
-    });
-    auto running = worker.enqueue("Images", kOwner, "s0");
-    ASSERT_TRUE(wait_until([&] { return gate.entered.load(); }));
-    auto skipped1 = worker.enqueue("Data", kOwner, "s1");
-    auto skipped2 = worker.enqueue("Data", kOwner, "s2");
-    worker.requestCancellation();
-    EXPECT_TRUE(log.saw("MainWindow|1|Cancellation at the end of the current job requested"));
-    gate.open = true;
-    ASSERT_TRUE(wait_until([&] { return worker.pendingCount() == 0; }));
-    EXPECT_EQ(running->outcome, "Images s0 done!!");
-    EXPECT_EQ(skipped1->outcome, "Cancellation done!!");
-    EXPECT_EQ(skipped2->outcome, "Cancellation done!!");
-    EXPECT_EQ(dataRuns.load(), 0);
-    EXPECT_EQ(statuses.lines().mid(1),
-              (QStringList{"2|Images s0 done!!", "1|Cancellation done!!", "0|Cancellation done!!"}));
-
-    // Once nothing is left the request is spent: a new task runs.
-    EXPECT_FALSE(worker.cancellationRequested());
-    auto later = worker.enqueue("Data", kOwner, "s3");
-    ASSERT_TRUE(wait_until([&] { return !later->outcome.isEmpty(); }));
-    EXPECT_EQ(later->outcome, "Particules s3 done!!");
-    EXPECT_EQ(dataRuns.load(), 1);
 }
 
 // The log line of an escaped exception is SThread's, checked with its restart.
