@@ -93,6 +93,7 @@ TEST_F(InstrumentProtocolTest, EveryCommandGoesOutAsOneLineAndWaitsAsItsRuleSays
          "$pt:12.50,20240102,030405;\n", 0, 0},
         {[&] { return p.exchange(IC::AcqConfSet, 4, "ACQ_TIME,1,2"); }, "$ACQCONFset:4,ACQ_TIME,1,2;\n", 10,
          0},
+        {[&] { return p.exchange(IC::TimeProgRead, 12); }, "$TIMEPROGread:12;\n", 300, 0},
         {[&] { return p.exchange(IC::TimeProgAdd, "2019,7,*,*,20,0,July_CONF,120"); },
          "$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,120;\n", 300, 0},
         {[&] { return p.exchange(IC::Start, "ACQ_CTD"); }, "$start:ACQ_CTD;\n", 100, 0},
