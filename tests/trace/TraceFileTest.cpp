@@ -9,6 +9,7 @@
 #include <QFileInfo>
 
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -68,23 +69,36 @@ TEST(TraceFileFormat, LinesAreWrittenExactly) {
 }
 
 // Lines readable while the log is open are checked in the main window's log files.
-TEST(TraceFileWriter, AppendsEveryLineThenEndOfLogAndKeepsRecordsPostedJustBeforeTheEnd) {
+TEST(TraceFileWriter, AppendsEveryLineThenEndOfLogAndKeepsEachPostersOrderToTheEnd) {
     const QString path = kelvotest::make_temp_dir() + "/Kelvoapp.log";
     kelvotest::write_file(path, "old line\r\n");
     ZelTraceMgr mgr;
     auto writer = std::make_unique<ZelTraceMgrFileMulti>(mgr.GetDispatcher(), path, 10, 10000);
-    QStringList burst;
-    for (int i = 0; i < 500; ++i) {
-        mgr.log("M", ZelLevelDebug, "%d", i);
-        burst << QString::number(i);
-    }
+    constexpr int kPerThread = 1000;
+    const auto poster = [&](const char* module) {
+        for (int i = 0; i < kPerThread; ++i) {
+            mgr.log(module, ZelLevelDebug, "%d", i);
+        }
+    };
+    std::thread a(poster, "A"), b(poster, "B");
+    a.join();
+    b.join();
+    // Closed at once: the records still queued are written before the closing line.
     writer.reset();
 
     const QStringList lines = file_lines(path);
-    ASSERT_EQ(lines.size(), 502);
+    ASSERT_EQ(lines.size(), 2 * kPerThread + 2);
     EXPECT_EQ(lines[0], "old line");
-    EXPECT_EQ(lines[501].section('\t', 1), "Information\tZelTraceMgrFileMulti\tEnd of Log");
-    EXPECT_EQ(messages(path).mid(1, 500), burst);
+    EXPECT_EQ(lines.last().section('\t', 1), "Information\tZelTraceMgrFileMulti\tEnd of Log");
+    QStringList expected, fromA, fromB;
+    for (int i = 0; i < kPerThread; ++i) {
+        expected << QString::number(i);
+    }
+    for (const QString& l : lines.mid(1, 2 * kPerThread)) {
+        (l.section('\t', 2, 2) == "A         " ? fromA : fromB) << l.section('\t', 3);
+    }
+    EXPECT_EQ(fromA, expected);
+    EXPECT_EQ(fromB, expected);
 }
 
 TEST(TraceFileWriter, RotatesIntoNumberedCopiesAndTheTriggeringLineStartsTheFreshFile) {
