@@ -4,6 +4,7 @@
 #include "app/DlgLogin.h"
 #include "app/WorkFolder.h"
 #include "link/SerialLink.h"
+#include "sim/Kelvo6Simulator.h"
 #include "support/ScriptedDialogs.h"
 #include "support/TestSupport.h"
 
@@ -19,8 +20,8 @@
 #include <QSettings>
 #include <QTest>
 
-#include <pty.h>
-#include <unistd.h>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -35,25 +36,17 @@ protected:
     void TearDown() override {
         close_comm();
         WorkFolder::setPath(QString());
-        for (int fd : fds) {
-            ::close(fd);
-        }
     }
-    // The follower side path of a new pseudo-terminal (a port that opens).
+    // A port that opens: a simulator's pseudo-terminal.
     QString pty() {
-        int leader = -1, follower = -1;
-        char name[256] = {};
-        if (openpty(&leader, &follower, name, nullptr, nullptr) != 0) {
-            return {};
-        }
-        fds << leader << follower;
-        return QString::fromLocal8Bit(name);
+        sims.push_back(std::make_unique<Kelvo6Simulator>(SimOptions{}));
+        return sims.back()->start() ? sims.back()->devicePath() : QString();
     }
     bool fileHas(const QString& name, const QByteArray& text) {
         return kelvotest::wait_until([&] { return kelvotest::read_file(work + "/" + name).contains(text); });
     }
     QString work;
-    QList<int> fds;
+    std::vector<std::unique_ptr<Kelvo6Simulator>> sims;
 };
 
 } // namespace
