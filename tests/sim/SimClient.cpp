@@ -47,32 +47,23 @@ bool SimClient::send(const QByteArray& bytes) {
     return true;
 }
 
-QByteArray SimClient::read(int firstMs, int silenceMs, bool untilLineFeed) {
+QByteArray SimClient::readBurst(int firstMs, int silenceMs) {
     QByteArray out;
     qint64 deadline = nowMs() + firstMs;
-    while (!(untilLineFeed && out.endsWith('\n'))) {
+    for (;;) {
         pollfd p{m_fd, POLLIN, 0};
         if (::poll(&p, 1, int(std::max<qint64>(0, deadline - nowMs()))) <= 0) {
-            break;
+            return out;
         }
         char buf[4096];
         const ssize_t n = ::read(m_fd, buf, sizeof buf);
         if (n > 0) {
             out.append(buf, n);
-            deadline = untilLineFeed ? deadline : nowMs() + silenceMs;
+            deadline = nowMs() + silenceMs;
         }
     }
-    return out;
-}
-
-QByteArray SimClient::readBurst(int firstMs, int silenceMs) {
-    return read(firstMs, silenceMs, false);
 }
 
 QByteArray SimClient::exchange(const QByteArray& line, int firstMs) {
     return send(line + '\n') ? readBurst(firstMs) : QByteArray("<write failed>");
-}
-
-QByteArray SimClient::exchangeLine(const QByteArray& line, int timeoutMs) {
-    return send(line + '\n') ? read(timeoutMs, 0, true) : QByteArray("<write failed>");
 }

@@ -19,12 +19,7 @@ public:
     QByteArray readBurst(int firstMs = 1000, int silenceMs = 150);
     // Sends `line` plus a line feed and returns the first burst of the answer.
     QByteArray exchange(const QByteArray& line, int firstMs = 1000);
-    // As exchange(), but returns as soon as a line feed has arrived (for long series of
-    // commands whose burst boundaries are checked elsewhere).
-    QByteArray exchangeLine(const QByteArray& line, int timeoutMs = 1000);
 
 private:
-    QByteArray read(int firstMs, int silenceMs, bool untilLineFeed);
-
     int m_fd = -1;
 };
