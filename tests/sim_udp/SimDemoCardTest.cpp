@@ -1,7 +1,11 @@
-// The demo card: its layout, its refusal of a folder in use and its reproducibility. (Its data
-// files are read by the application's own reader in DemoCardReaderTest; serving card files over
-// UDP is checked on hand-made cards in SimFileDumpTest.)
+// The demo card: its layout, every sequence read back by the application's own reader (every data
+// line taken, the configuration lines complete for the parameter tables, BLACK images where they
+// belong, profiles from the surface to depth, one synthetic line per bloc), its refusal of a
+// folder in use and its reproducibility. (Serving card files over UDP is checked on hand-made
+// cards in SimFileDumpTest.)
 #include "sim/SimDemoCard.h"
+#include "params/ParamTable.h"
+#include "project/SequenceHandler.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +16,8 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <algorithm>
+#include <cmath>
 #include <map>
 #include <set>
 
@@ -36,7 +42,52 @@ QString makeCard(quint32 seed, SimDemoCardReport* report = nullptr) {
     return dir;
 }
 
-TEST(DemoCard, LayoutAsTheInstrumentWritesIt) {
+// Reads one sequence's data file with the application's reader; returns whether it is a profile.
+bool readSequence(const QString& card, const QString& dataPath, const QString& seq) {
+    const QString project = kelvotest::make_temp_dir(QStringLiteral("kelvo6_sn0001lp_2024_demo"));
+    const QByteArray bytes = kelvotest::read_file(card + QLatin1Char('/') + dataPath);
+    EXPECT_TRUE(kelvotest::write_file(SequenceHandler::DataFilePath(project, seq), bytes));
+    SequenceHandler h(project, seq);
+    EXPECT_TRUE(h.ReadDataFile()) << h.LastError().toStdString();
+    EXPECT_EQ(h.RowCount(), int(bytes.count('\n')) - 2); // no line skipped
+    EXPECT_EQ(h.NanPressureCount(), 0);
+    ParamTable hw;
+    ParamTable acq;
+    // Every value of both tables (their root caption holds none).
+    EXPECT_EQ(h.ReadHwConf(hw), 25) << h.HwConfLine().toStdString();
+    EXPECT_EQ(h.ReadAcqConf(acq), 20) << h.AcqConfLine().toStdString();
+    EXPECT_EQ(GetParamAsText(hw, "Camera_ref"), "K6LP-0001");
+    EXPECT_EQ(GetParamAsText(acq, "Interval_for_measuring_background_noise"), "10");
+
+    const auto& rows = h.Rows();
+    EXPECT_GT(rows.size(), 100u);
+    double lo = 1e9, hi = -1e9;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(rows[i].IsBlack(), i % 10 == 0) << seq.toStdString() << " row " << i;
+        EXPECT_EQ(rows[i].kind, 'O');
+        EXPECT_TRUE(std::isfinite(rows[i].pressure));
+        EXPECT_EQ(h.RowIndex(rows[i].dateTime), int(i)) << "date-times are unique";
+        lo = std::min(lo, rows[i].pressure);
+        hi = std::max(hi, rows[i].pressure);
+    }
+    // One synthetic line per bloc of ten images.
+    const QString synthetic =
+        QString(dataPath).replace(QStringLiteral("_data.txt"), QStringLiteral("_synthetic.txt"));
+    EXPECT_EQ(kelvotest::read_file(card + QLatin1Char('/') + synthetic).count('\n'),
+              qsizetype((rows.size() + 9) / 10));
+    // A profile from the surface to depth, descending or ascending; else a fixed depth.
+    if (hi - lo <= 50) {
+        EXPECT_GT(lo, 10.0) << seq.toStdString();
+        return false;
+    }
+    EXPECT_LT(lo, 5.0);
+    EXPECT_GT(hi, 75.0);
+    EXPECT_LT(hi, 1000.0);
+    EXPECT_GT(std::abs(rows.front().pressure - rows.back().pressure), 50.0);
+    return true;
+}
+
+TEST(DemoCard, LayoutAndEverySequenceReadBackByTheApplication) {
     SimDemoCardReport report;
     const QString card = makeCard(1, &report);
     EXPECT_EQ(report.sequences, 4);
@@ -44,10 +95,18 @@ TEST(DemoCard, LayoutAsTheInstrumentWritesIt) {
     const QByteArray tree = kelvotest::read_file(card + QStringLiteral("/tree.txt"));
     ASSERT_TRUE(tree.endsWith('\n'));
     const QStringList lines = QString::fromUtf8(tree.chopped(1)).split(QLatin1Char('\n'));
-    EXPECT_EQ(report.files, lines.size() + 1); // the listing names every file but itself
+    // The listing names every file but itself, in byte order.
+    QStringList files;
+    for (const auto& [path, hash] : snapshot(card)) {
+        files << path;
+    }
+    files.removeOne(QStringLiteral("tree.txt"));
+    EXPECT_EQ(lines, files);
+    EXPECT_EQ(report.files, lines.size() + 1);
 
     // Sequence folders acq/<yyyyMM>/<yyyyMMdd-HHmmss>/, named after their month.
     const QString seq = QStringLiteral("^acq/(20[0-9]{4})/(\\1[0-9]{2}-[0-9]{6})/");
+    const QString autocheck = QStringLiteral("^AUTOCHECK/[0-9]{8}-[0-9]{6}_autocheck_");
     const struct {
         const char* kind;
         QRegularExpression re;
@@ -56,17 +115,14 @@ TEST(DemoCard, LayoutAsTheInstrumentWritesIt) {
         {"synthetic", QRegularExpression(seq + QStringLiteral("\\2_synthetic\\.txt$"))},
         {"vignette", QRegularExpression(seq + QStringLiteral("img_[0-9]{4}/\\2_[0-9]{6}_[0-9]{2}\\.vig$"))},
         {"raw", QRegularExpression(seq + QStringLiteral("img_[0-9]{4}/\\2_[0-9]{6}\\.raw$"))},
-        {"autocheck data",
-         QRegularExpression(QStringLiteral("^AUTOCHECK/[0-9]{8}-[0-9]{6}_autocheck_data\\.txt$"))},
-        {"autocheck raw",
-         QRegularExpression(QStringLiteral("^AUTOCHECK/[0-9]{8}-[0-9]{6}_autocheck_[0-9]{3}\\.raw$"))},
-        {"autocheck vignette",
-         QRegularExpression(QStringLiteral("^AUTOCHECK/[0-9]{8}-[0-9]{6}_autocheck_[0-9]{3}\\.vig$"))},
+        {"autocheck data", QRegularExpression(autocheck + QStringLiteral("data\\.txt$"))},
+        {"autocheck raw", QRegularExpression(autocheck + QStringLiteral("[0-9]{3}\\.raw$"))},
+        {"autocheck vignette", QRegularExpression(autocheck + QStringLiteral("[0-9]{3}\\.vig$"))},
     };
     std::map<QString, int> count;
     std::map<QString, std::set<QString>> sequences;
+    int profiles = 0;
     for (const QString& l : lines) {
-        EXPECT_TRUE(QFileInfo(card + QLatin1Char('/') + l).isFile()) << l.toStdString();
         int matched = 0;
         for (const auto& k : kinds) {
             const auto m = k.re.match(l);
@@ -74,6 +130,7 @@ TEST(DemoCard, LayoutAsTheInstrumentWritesIt) {
                 ++matched;
                 ++count[QLatin1String(k.kind)];
                 sequences[QLatin1String(k.kind)].insert(m.captured(2));
+                profiles += k.kind == std::string("data") && readSequence(card, l, m.captured(2)) ? 1 : 0;
             }
         }
         EXPECT_EQ(matched, 1) << l.toStdString();
@@ -82,6 +139,7 @@ TEST(DemoCard, LayoutAsTheInstrumentWritesIt) {
         }
     }
     EXPECT_EQ(count[QStringLiteral("data")], 4);
+    EXPECT_EQ(profiles, 3);
     EXPECT_EQ(sequences[QStringLiteral("synthetic")], sequences[QStringLiteral("data")]);
     EXPECT_EQ(sequences[QStringLiteral("vignette")].size(), 3u); // one short profile saved no images
     EXPECT_GE(count[QStringLiteral("raw")], 3);
@@ -90,18 +148,7 @@ TEST(DemoCard, LayoutAsTheInstrumentWritesIt) {
     EXPECT_GE(count[QStringLiteral("autocheck vignette")], 1);
 }
 
-TEST(DemoCard, RefusesAFolderThatHoldsFiles) {
-    const QString dir = kelvotest::make_temp_dir(QStringLiteral("busy"));
-    ASSERT_TRUE(kelvotest::write_file(dir + QStringLiteral("/keep.txt"), "mine"));
-    QString error;
-    EXPECT_FALSE(SimDemoCard::make(dir, 1, &error));
-    EXPECT_EQ(QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-              QStringList{QStringLiteral("keep.txt")});
-    EXPECT_FALSE(SimDemoCard::make(dir + QStringLiteral("/keep.txt"), 1, &error));
-    EXPECT_EQ(error, QStringLiteral("\"%1/keep.txt\" exists and is not a folder").arg(dir));
-}
-
-TEST(DemoCard, TheExecutableWritesTheSameBytesForTheSameSeedAndRefusesAFullFolder) {
+TEST(DemoCard, TheExecutableWritesTheSameBytesForTheSameSeedAndRefusesAFolderInUse) {
     const QString program = kelvotest::bin_dir() + QStringLiteral("/kelvo6-sim");
     const QString dir = kelvotest::make_temp_dir(QStringLiteral("exe")) + QStringLiteral("/card");
     kelvotest::ProgramRun run = kelvotest::run_program(program, {"--make-card", dir, "--seed", "42"});
@@ -113,6 +160,7 @@ TEST(DemoCard, TheExecutableWritesTheSameBytesForTheSameSeedAndRefusesAFullFolde
     EXPECT_TRUE(written == snapshot(makeCard(42)));
     EXPECT_FALSE(written == snapshot(makeCard(43)));
 
+    // A folder that holds files is left as it was; a file is no folder.
     run = kelvotest::run_program(program, {"--make-card", dir});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(QString::fromLocal8Bit(run.err),
@@ -120,6 +168,10 @@ TEST(DemoCard, TheExecutableWritesTheSameBytesForTheSameSeedAndRefusesAFullFolde
                   "kelvo6-sim: the folder \"%1\" is not empty; a demo card is written only into a new or "
                   "empty folder\n")
                   .arg(dir));
+    EXPECT_TRUE(written == snapshot(dir));
+    QString error;
+    EXPECT_FALSE(SimDemoCard::make(dir + QStringLiteral("/tree.txt"), 1, &error));
+    EXPECT_EQ(error, QStringLiteral("\"%1/tree.txt\" exists and is not a folder").arg(dir));
 }
 
 } // namespace

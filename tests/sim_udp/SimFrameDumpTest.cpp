@@ -1,9 +1,8 @@
 // Live frames over UDP: the header, the 2056 x 2464 frame in packet-size datagrams, the serial
-// answer after the frame, and frames that change and show particles. (A fault spoiling a frame:
-// the device interface's live image test.)
+// answer after the frame, frames that change and the flash that lights them. (A frame asked for
+// without a destination: the serial command table; a fault spoiling a frame: the device
+// interface's live image test.)
 #include "UdpSession.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -13,11 +12,6 @@ double mean(const QByteArray& frame) {
         sum += static_cast<unsigned char>(c);
     }
     return frame.isEmpty() ? 0 : double(sum) / frame.size();
-}
-
-int brightPixels(const QByteArray& frame, int threshold) {
-    return int(std::count_if(frame.begin(), frame.end(),
-                             [&](char c) { return static_cast<unsigned char>(c) >= threshold; }));
 }
 
 struct Frame {
@@ -33,7 +27,7 @@ Frame askFrame(UdpSession& u, const QByteArray& flags) {
     return f;
 }
 
-TEST(FrameDump, HeaderFrameThenOneSerialAnswerAndTheLightShowsParticles) {
+TEST(FrameDump, HeaderFrameThenOneSerialAnswerAndTheFlashLightsTheWater) {
     SimOptions o;
     o.linkRateMbps = 200;
     UdpSession u(o);
@@ -50,21 +44,15 @@ TEST(FrameDump, HeaderFrameThenOneSerialAnswerAndTheLightShowsParticles) {
     const QByteArray lit1 = joined(f.datagrams, 1);
     const QByteArray lit2 = joined(askFrame(u, "1,0").datagrams, 1);
     const QByteArray dark = joined(askFrame(u, "0,0").datagrams, 1);
-    const QByteArray corrected = joined(askFrame(u, "1,1").datagrams, 1);
-    for (const QByteArray* frame : {&lit1, &lit2, &dark, &corrected}) {
+    for (const QByteArray* frame : {&lit1, &lit2, &dark}) {
         ASSERT_EQ(frame->size(), 5065984);
     }
+    // Particles drift between frames; the flash lights the water.
     EXPECT_NE(lit1, lit2);
-    // The flash lights the water: a brighter background and many bright particles.
     EXPECT_GT(mean(lit1), 40.0);
     EXPECT_LT(mean(dark), 15.0);
-    EXPECT_GT(brightPixels(lit1, 150), 500);
-    EXPECT_EQ(brightPixels(dark, 100), 0);
-    EXPECT_GT(brightPixels(dark, 25), 20); // a few faint particles in the dark
-    EXPECT_NE(corrected, lit1);
 }
 
-// (Without a destination: the serial command table.)
 TEST(FrameDump, BadFlagsAreAnError) {
     UdpSession u;
     ASSERT_TRUE(u.ethlink());
