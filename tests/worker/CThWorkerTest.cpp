@@ -19,18 +19,6 @@ using kelvotest::wait_until;
 
 namespace {
 
-// Holds a task on the worker thread until the test opens it.
-struct Gate {
-    std::atomic<bool> entered{false};
-    std::atomic<bool> open{false};
-    void pass() {
-        entered = true;
-        while (!open) {
-            QThread::msleep(1);
-        }
-    }
-};
-
 // Everything the worker publishes, in order, as "<pending>|<status>".
 class StatusLog {
 public:
@@ -65,13 +53,16 @@ TEST(CThWorker, RunsTasksInPostingOrderAndKeepsThemPendingUntilTheyStart) {
         ran << task.target + QLatin1Char(':') + task.args.value("n").toString();
         return QStringLiteral("Particules %1 done!!").arg(task.target);
     });
-    Gate gate;
+    std::atomic<bool> entered{false}, open{false}; // holds the first task on the worker thread
     worker.setWork("Images", [&](KelvoTaskInfo&) {
-        gate.pass();
+        entered = true;
+        while (!open) {
+            QThread::msleep(1);
+        }
         return QStringLiteral("Images done!!");
     });
     auto first = worker.enqueue("Images", kOwner, "s0");
-    ASSERT_TRUE(wait_until([&] { return gate.entered.load(); }));
+    ASSERT_TRUE(wait_until([&] { return entered.load(); }));
     worker.enqueue("Data", kOwner, "s1", {{"n", 1}});
     auto b = worker.enqueue("Data", kOwner, "s2", {{"n", 2}});
     // An announced task publishes its running status as it is posted.
@@ -90,7 +81,7 @@ TEST(CThWorker, RunsTasksInPostingOrderAndKeepsThemPendingUntilTheyStart) {
         EXPECT_EQ(worker.isPending(c.owner, c.target, c.kind), c.pending)
             << c.owner.toStdString() << " " << c.target << " " << c.kind;
     }
-    gate.open = true;
+    open = true;
     ASSERT_TRUE(wait_until([&] { return worker.pendingCount() == 0 && !c->outcome.isEmpty(); }));
 
     EXPECT_EQ(ran, (QStringList{"s1:1", "s2:2", "s3:3"}));
