@@ -26,22 +26,13 @@ std::vector<Row> rows() {
         {"HF", {}, "$SU;", "== Kelvo6-HF == Entering Supervisor Mode ==\n"},
         {"LP", {kSu}, "$USER;", "== Leaving Supervisor Mode ==\n"},
         {"LP", {}, "$USER;", "$starterr:30;\n"},
-        {"LP", {}, "$stop;;", "$ok;\n"},
         // Identity and health.
-        {"LP", {}, "$VERSION;", "$VERSION:V3.4.2,2021.06.30;\n"},
         {"LP",
          {},
          "$POWERmonitor;",
          "B0 voltage: 12.10 V\nB1 voltage: 0.00 V\nSU current: 0.042 A\nPU current: 0.000 "
          "A\n$POWERmonitor:OK;\n"},
-        {"HF",
-         {},
-         "$POWERmonitor;",
-         "PBU input voltage: 24.05 V\nPBU output voltage: 12.00 V\nSU current: 0.042 A\nPU current: 0.000 A\n"
-         "$POWERmonitor:OK;\n"},
-        {"LP", {}, "$TSread;", "$TSread:18.40;\n"},
         {"LP", puOn, "$TSread;", "$TSread:24.35;\n"},
-        {"LP", {}, "$autocheck;", "$autocheckpassed;\n"},
         // Configuration reads of a fresh instrument.
         {"LP", {}, "$ACQCONFread:3;", "$ACQCONFread:3,<invalid>;\n"},
         {"LP", {}, "$ACQCONFread:03;", "$ACQCONFread:03,<invalid>;\n"},
@@ -90,7 +81,6 @@ std::vector<Row> rows() {
         {"LP", {kSu}, "$ACQCONFerase:12;", "$ACQCONFerase:ERROR;\n"},
         {"LP", {kSu}, "$RTCset:20240231,120000;", "$RTCset:ERROR;\n"},
         {"LP", {kSu}, "$RTCset:20240131;", "$RTCset:ERROR;\n"},
-        {"LP", {kSu}, "$RTCset:20240131,235959;", "$ok;\n"},
         {"LP", {kSu}, "$SUreboot;", ""},
         // A reboot comes back in user mode with the PU off and the Ethernet destination forgotten.
         {"LP", {kSu, kOn, "$SUreboot;"}, "$PU:alive;", "$PU:OFF;\n"},
@@ -101,11 +91,8 @@ std::vector<Row> rows() {
          "[PU]:$framedump:ERROR;\n"},
         // Processing unit power.
         {"LP", {kSu}, "$POWERPUset:2;", "$POWERPUset:ERROR;\n"},
-        {"LP", {kSu}, "$POWERPUset:1;", "$ok;\n"},
-        {"LP", {kSu}, "$POWERPUset:0;", "$ok;\n"},
         {"LP", {kSu, kOn, "$POWERPUset:0;"}, "$PUready;", "$PUready:OK;\n"},
         {"LP", {}, "$PU:alive;", "$PU:OFF;\n"},
-        {"LP", puOn, "$PU:alive;", "[PU]:$aliveack;\n"},
         {"LP", puOn, "$PU:ethlink,2,300.0.0.1,49152;", "[PU]:$ethlink:ERROR;\n"},
         {"LP", puOn, "$PU:ethlink,2,127.0.0.2,70000;", "[PU]:$ethlink:ERROR;\n"},
         {"LP", puOn, "$PU:ethlink,2,127.0.0.2;", "[PU]:$ethlink:ERROR;\n"},
@@ -132,6 +119,9 @@ std::vector<Row> rows() {
 
 } // namespace
 
+// Answers the application's end-to-end tests already read (the default version, the HF power
+// text, the temperature with the PU off, a passed self-check, $ok to clock and power settings,
+// the alive acknowledgement, stop) are left to them.
 TEST(SimCommands, EachCommandAnswersWithTheInstrumentsExactText) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.variant + std::string(" ") + row.command.toStdString());
