@@ -7,20 +7,12 @@
 
 namespace {
 
-QString cardWithFiles(const QStringList& paths) {
-    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
-    for (const QString& p : paths) {
-        EXPECT_TRUE(kelvotest::write_file(card + QLatin1Char('/') + p, p.toUtf8()));
-    }
-    return card;
-}
-
 TEST(TreeUpdate, RewritesTheListingFromTheFolder) {
-    const QString card = cardWithFiles({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
-                                        QStringLiteral("acq/202401/20240102-000000/img_0000/b.vig"),
-                                        QStringLiteral("acq/202401/20240102-000000/img_0000/a.raw"),
-                                        QStringLiteral("AUTOCHECK/20240101-000000_autocheck_data.txt"),
-                                        QStringLiteral("Zeta/x/y/z.txt")});
+    const QString card = cardWith({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
+                                   QStringLiteral("acq/202401/20240102-000000/img_0000/b.vig"),
+                                   QStringLiteral("acq/202401/20240102-000000/img_0000/a.raw"),
+                                   QStringLiteral("AUTOCHECK/20240101-000000_autocheck_data.txt"),
+                                   QStringLiteral("Zeta/x/y/z.txt")});
     ASSERT_TRUE(kelvotest::write_file(card + QStringLiteral("/tree.txt"), "stale/listing/from/before.txt\n"));
     UdpSession u(cardOptions(card));
     EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:OK;\n"));
@@ -42,7 +34,7 @@ TEST(TreeUpdate, ACardFolderRemovedUnderTheSimulatorFails) {
 
 TEST(Datareq, ServesTheSyntheticFileOfTheLatestSequence) {
     // AUTOCHECK is no sequence.
-    const QString card = cardWithFiles({QStringLiteral("AUTOCHECK/x_synthetic.txt")});
+    const QString card = cardWith({QStringLiteral("AUTOCHECK/x_synthetic.txt")});
     UdpSession u(cardOptions(card));
     EXPECT_EQ(u.s("$PU:datareq;"), QByteArray("[PU]:$datareq:FAILED;\n"));
     const struct {
@@ -69,9 +61,9 @@ TEST(Datareq, ServesTheSyntheticFileOfTheLatestSequence) {
 }
 
 TEST(Makefs, AnInjectedFailureLeavesTheCardThenFormattingEmptiesItButKeepsItsFolder) {
-    const QString card = cardWithFiles({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
-                                        QStringLiteral("AUTOCHECK/a.raw"), QStringLiteral("tree.txt"),
-                                        QStringLiteral(".hidden")});
+    const QString card =
+        cardWith({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
+                  QStringLiteral("AUTOCHECK/a.raw"), QStringLiteral("tree.txt"), QStringLiteral(".hidden")});
     const QString outside = QFileInfo(card).absolutePath() + QStringLiteral("/beside-the-card.txt");
     ASSERT_TRUE(kelvotest::write_file(outside, "kept"));
     UdpSession u(cardOptions(card));

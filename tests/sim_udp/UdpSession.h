@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <optional>
+
 // A simulator with its PU powered and a UDP receiver on 127.0.0.2 ready to be named as the
 // destination.
 struct UdpSession {
@@ -42,4 +44,22 @@ inline SimOptions cardOptions(const QString& card, double rateMbps = 0) {
     o.cardDir = card;
     o.linkRateMbps = rateMbps;
     return o;
+}
+
+// A file whose bytes differ from their neighbours and from their offset's low byte.
+inline QByteArray pattern(int size) {
+    QByteArray b(size, '\0');
+    for (int i = 0; i < size; ++i) {
+        b[i] = char((i * 7 + i / 251) & 0xff);
+    }
+    return b;
+}
+
+// A new card folder holding `paths`, each file's content being `content` or else its own path.
+inline QString cardWith(const QStringList& paths, const std::optional<QByteArray>& content = {}) {
+    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
+    for (const QString& p : paths) {
+        EXPECT_TRUE(kelvotest::write_file(card + QLatin1Char('/') + p, content.value_or(p.toUtf8())));
+    }
+    return card;
 }
