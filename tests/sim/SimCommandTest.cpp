@@ -7,10 +7,10 @@
 namespace {
 
 struct Row {
-    const char* variant;
     std::vector<QByteArray> setup;
     QByteArray command;
     QByteArray expected; // "" means: no answer at all
+    const char* variant = "LP";
 };
 
 const QByteArray kSu = "$SU;";
@@ -22,98 +22,86 @@ std::vector<Row> rows() {
     const std::vector<QByteArray> puOn = {kSu, kOn, "$PUready;"};
     return {
         // Modes.
-        {"LP", {}, "$SU;", "== Kelvo6-LP == Entering Supervisor Mode ==\n"},
-        {"HF", {}, "$SU;", "== Kelvo6-HF == Entering Supervisor Mode ==\n"},
-        {"LP", {kSu}, "$USER;", "== Leaving Supervisor Mode ==\n"},
-        {"LP", {}, "$USER;", "$starterr:30;\n"},
+        {{}, "$SU;", "== Kelvo6-LP == Entering Supervisor Mode ==\n"},
+        {{}, "$SU;", "== Kelvo6-HF == Entering Supervisor Mode ==\n", "HF"},
+        {{kSu}, "$USER;", "== Leaving Supervisor Mode ==\n"},
+        {{}, "$USER;", "$starterr:30;\n"},
         // Identity and health.
-        {"LP",
-         {},
+        {{},
          "$POWERmonitor;",
          "B0 voltage: 12.10 V\nB1 voltage: 0.00 V\nSU current: 0.042 A\nPU current: 0.000 "
          "A\n$POWERmonitor:OK;\n"},
-        {"LP", puOn, "$TSread;", "$TSread:24.35;\n"},
+        {puOn, "$TSread;", "$TSread:24.35;\n"},
         // Configuration reads of a fresh instrument.
-        {"LP", {}, "$ACQCONFread:3;", "$ACQCONFread:3,<invalid>;\n"},
-        {"LP", {}, "$ACQCONFread:03;", "$ACQCONFread:03,<invalid>;\n"},
-        {"LP", {}, "$ACQCONFread:10;", "$ACQCONFread:ERROR;\n"},
-        {"LP", {}, "$HWCONFread:1;", "$HWCONFread:ERROR;\n"},
+        {{}, "$ACQCONFread:3;", "$ACQCONFread:3,<invalid>;\n"},
+        {{}, "$ACQCONFread:03;", "$ACQCONFread:03,<invalid>;\n"},
+        {{}, "$ACQCONFread:10;", "$ACQCONFread:ERROR;\n"},
+        {{}, "$HWCONFread:1;", "$HWCONFread:ERROR;\n"},
         // Configuration commands need supervisor mode.
-        {"LP", {}, "$POWERPUset:1;", "$POWERPUset:DENIED;\n"},
-        {"LP", {}, "$RTCset:20240131,235959;", "$RTCset:DENIED;\n"},
-        {"LP", {}, "$ACQCONFset:1,A;", "$ACQCONFset:DENIED;\n"},
-        {"LP", {}, "$TIMEPROGadd:*,*,*,*,6,1,MORNING,30;", "$TIMEPROGadd:DENIED;\n"},
-        {"LP", {}, "$SUreboot;", "$SUreboot:DENIED;\n"},
+        {{}, "$POWERPUset:1;", "$POWERPUset:DENIED;\n"},
+        {{}, "$RTCset:20240131,235959;", "$RTCset:DENIED;\n"},
+        {{}, "$ACQCONFset:1,A;", "$ACQCONFset:DENIED;\n"},
+        {{}, "$TIMEPROGadd:*,*,*,*,6,1,MORNING,30;", "$TIMEPROGadd:DENIED;\n"},
+        {{}, "$SUreboot;", "$SUreboot:DENIED;\n"},
         // Slots: booleans may come as words and are read back as digits; a refused set leaves the
         // slot as it was (frequency below its bound, a missing field, a slot out of range, a word
         // that is not a boolean); an erased slot reads as invalid.
-        {"LP", {kSu, kAcq0}, "$ACQCONFread:0;", kAcq0Read},
-        {"LP",
-         {kSu, kAcq0, "$ACQCONFset:0,ACQ_A,1,0.0009,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0,a@b;"},
+        {{kSu, kAcq0}, "$ACQCONFread:0;", kAcq0Read},
+        {{kSu, kAcq0, "$ACQCONFset:0,ACQ_A,1,0.0009,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0,a@b;"},
          "$ACQCONFread:0;",
          kAcq0Read},
-        {"LP", {kSu}, "$ACQCONFset:0,ACQ_A,1,1,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0;", "$ACQCONFset:ERROR;\n"},
-        {"LP",
-         {kSu},
-         "$ACQCONFset:10,ACQ_A,1,1,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0,a@b;",
-         "$ACQCONFset:ERROR;\n"},
-        {"LP",
-         {kSu},
-         "$ACQCONFset:0,ACQ_A,1,1,1,1,0,0,yes,0,0,0,0,3,0,1,0,1,0,0,a@b;",
-         "$ACQCONFset:ERROR;\n"},
-        {"LP", {kSu, kAcq0, "$ACQCONFerase:0;"}, "$ACQCONFread:0;", "$ACQCONFread:0,<invalid>;\n"},
+        {{kSu}, "$ACQCONFset:0,ACQ_A,1,1,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0;", "$ACQCONFset:ERROR;\n"},
+        {{kSu}, "$ACQCONFset:10,ACQ_A,1,1,1,1,0,0,1,0,0,0,0,3,0,1,0,1,0,0,a@b;", "$ACQCONFset:ERROR;\n"},
+        {{kSu}, "$ACQCONFset:0,ACQ_A,1,1,1,1,0,0,yes,0,0,0,0,3,0,1,0,1,0,0,a@b;", "$ACQCONFset:ERROR;\n"},
+        {{kSu, kAcq0, "$ACQCONFerase:0;"}, "$ACQCONFread:0;", "$ACQCONFread:0,<invalid>;\n"},
         // Programs: a day given stores the weekday as a wildcard; refused are weekday 9 with a
         // wildcard day, hour 24, a 16-character name, duration 65536 and a missing field;
         // TIMEPROGinit empties the table.
-        {"LP",
-         {kSu, "$TIMEPROGadd:*,*,15,9,6,1,NIGHT,30;"},
+        {{kSu, "$TIMEPROGadd:*,*,15,9,6,1,NIGHT,30;"},
          "$TIMEPROGread:0;",
          "$TIMEPROGread:0,*,*,15,*,6,1,NIGHT,30;\n"},
-        {"LP", {kSu}, "$TIMEPROGadd:*,*,*,9,6,1,NIGHT,30;", "$TIMEPROGadd:ERROR;\n"},
-        {"LP", {kSu}, "$TIMEPROGadd:2019,7,*,*,24,0,July_CONF,120;", "$TIMEPROGadd:ERROR;\n"},
-        {"LP", {kSu}, "$TIMEPROGadd:2019,7,*,*,20,0,ABCDEFGHIJKLMNOP,120;", "$TIMEPROGadd:ERROR;\n"},
-        {"LP", {kSu}, "$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,65536;", "$TIMEPROGadd:ERROR;\n"},
-        {"LP", {kSu}, "$TIMEPROGadd:2019,7,*,*,20,0,July_CONF;", "$TIMEPROGadd:ERROR;\n"},
-        {"LP",
-         {kSu, "$TIMEPROGadd:*,*,*,*,14,*,Afternoon_ACQ,0;", "$TIMEPROGinit;"},
+        {{kSu}, "$TIMEPROGadd:*,*,*,9,6,1,NIGHT,30;", "$TIMEPROGadd:ERROR;\n"},
+        {{kSu}, "$TIMEPROGadd:2019,7,*,*,24,0,July_CONF,120;", "$TIMEPROGadd:ERROR;\n"},
+        {{kSu}, "$TIMEPROGadd:2019,7,*,*,20,0,ABCDEFGHIJKLMNOP,120;", "$TIMEPROGadd:ERROR;\n"},
+        {{kSu}, "$TIMEPROGadd:2019,7,*,*,20,0,July_CONF,65536;", "$TIMEPROGadd:ERROR;\n"},
+        {{kSu}, "$TIMEPROGadd:2019,7,*,*,20,0,July_CONF;", "$TIMEPROGadd:ERROR;\n"},
+        {{kSu, "$TIMEPROGadd:*,*,*,*,14,*,Afternoon_ACQ,0;", "$TIMEPROGinit;"},
          "$TIMEPROGread:0;",
          "$TIMEPROGread:0,<invalid>;\n"},
-        {"LP", {kSu}, "$ACQCONFerase:12;", "$ACQCONFerase:ERROR;\n"},
-        {"LP", {kSu}, "$RTCset:20240231,120000;", "$RTCset:ERROR;\n"},
-        {"LP", {kSu}, "$RTCset:20240131;", "$RTCset:ERROR;\n"},
-        {"LP", {kSu}, "$SUreboot;", ""},
+        {{kSu}, "$ACQCONFerase:12;", "$ACQCONFerase:ERROR;\n"},
+        {{kSu}, "$RTCset:20240231,120000;", "$RTCset:ERROR;\n"},
+        {{kSu}, "$RTCset:20240131;", "$RTCset:ERROR;\n"},
+        {{kSu}, "$SUreboot;", ""},
         // A reboot comes back in user mode with the PU off and the Ethernet destination forgotten.
-        {"LP", {kSu, kOn, "$SUreboot;"}, "$PU:alive;", "$PU:OFF;\n"},
-        {"LP", {kSu, "$SUreboot;"}, "$POWERPUset:1;", "$POWERPUset:DENIED;\n"},
-        {"LP",
-         {kSu, kOn, "$PU:ethlink,2,127.0.0.2,49152;", "$SUreboot;", kSu, kOn},
+        {{kSu, kOn, "$SUreboot;"}, "$PU:alive;", "$PU:OFF;\n"},
+        {{kSu, "$SUreboot;"}, "$POWERPUset:1;", "$POWERPUset:DENIED;\n"},
+        {{kSu, kOn, "$PU:ethlink,2,127.0.0.2,49152;", "$SUreboot;", kSu, kOn},
          "$PU:framedump,1,0;",
          "[PU]:$framedump:ERROR;\n"},
         // Processing unit power.
-        {"LP", {kSu}, "$POWERPUset:2;", "$POWERPUset:ERROR;\n"},
-        {"LP", {kSu, kOn, "$POWERPUset:0;"}, "$PUready;", "$PUready:OK;\n"},
-        {"LP", {}, "$PU:alive;", "$PU:OFF;\n"},
-        {"LP", puOn, "$PU:ethlink,2,300.0.0.1,49152;", "[PU]:$ethlink:ERROR;\n"},
-        {"LP", puOn, "$PU:ethlink,2,127.0.0.2,70000;", "[PU]:$ethlink:ERROR;\n"},
-        {"LP", puOn, "$PU:ethlink,2,127.0.0.2;", "[PU]:$ethlink:ERROR;\n"},
-        {"LP", puOn, "$PU:hwinfo;",
-         "[PU]:$hwinfo:PU-K6LP-0001,PU V2.1.7,IMX304,2464,2056,29872,30436,30.4;\n"},
-        {"HF", puOn, "$PU:hwinfo;",
-         "[PU]:$hwinfo:PU-K6HF-0001,PU V2.1.7,IMX304,2464,2056,HF-FLASH 2,29872,30436,30.4;\n"},
-        {"LP", puOn, "$PU:framedump,1,0;", "[PU]:$framedump:ERROR;\n"},
-        {"LP", puOn, "$PU:filedump,tree.txt;", ""},
-        {"LP", puOn, "$PU:imgparamset,1,2,0.50;", ""},
-        {"LP", puOn, "$PU:frobnicate;", "$error:UNKNOWN;\n"},
+        {{kSu}, "$POWERPUset:2;", "$POWERPUset:ERROR;\n"},
+        {{kSu, kOn, "$POWERPUset:0;"}, "$PUready;", "$PUready:OK;\n"},
+        {{}, "$PU:alive;", "$PU:OFF;\n"},
+        {puOn, "$PU:ethlink,2,300.0.0.1,49152;", "[PU]:$ethlink:ERROR;\n"},
+        {puOn, "$PU:ethlink,2,127.0.0.2,70000;", "[PU]:$ethlink:ERROR;\n"},
+        {puOn, "$PU:ethlink,2,127.0.0.2;", "[PU]:$ethlink:ERROR;\n"},
+        {puOn, "$PU:hwinfo;", "[PU]:$hwinfo:PU-K6LP-0001,PU V2.1.7,IMX304,2464,2056,29872,30436,30.4;\n"},
+        {puOn, "$PU:hwinfo;",
+         "[PU]:$hwinfo:PU-K6HF-0001,PU V2.1.7,IMX304,2464,2056,HF-FLASH 2,29872,30436,30.4;\n", "HF"},
+        {puOn, "$PU:framedump,1,0;", "[PU]:$framedump:ERROR;\n"},
+        {puOn, "$PU:filedump,tree.txt;", ""},
+        {puOn, "$PU:imgparamset,1,2,0.50;", ""},
+        {puOn, "$PU:frobnicate;", "$error:UNKNOWN;\n"},
         // Commands that are never answered, and starts.
-        {"LP", {}, "$pt:12.50,20240131,235959;", ""},
-        {"LP", {}, "$start:CONFNAME;", "$start:ERROR;\n"},
+        {{}, "$pt:12.50,20240131,235959;", ""},
+        {{}, "$start:CONFNAME;", "$start:ERROR;\n"},
         // Nonsense.
-        {"LP", {}, "$frobnicate;", "$error:UNKNOWN;\n"},
-        {"LP", {}, "$SU", "$error:SYNTAX;\n"},
-        {"LP", {}, "$S U;", "$error:SYNTAX;\n"},
-        {"LP", {}, "$PU:;", "$error:SYNTAX;\n"},
-        {"LP", {}, "$SU;\xc3\xa9", "$error:SYNTAX;\n"},
-        {"LP", {}, "$SU;\r", "== Kelvo6-LP == Entering Supervisor Mode ==\n"},
+        {{}, "$frobnicate;", "$error:UNKNOWN;\n"},
+        {{}, "$SU", "$error:SYNTAX;\n"},
+        {{}, "$S U;", "$error:SYNTAX;\n"},
+        {{}, "$PU:;", "$error:SYNTAX;\n"},
+        {{}, "$SU;\xc3\xa9", "$error:SYNTAX;\n"},
+        {{}, "$SU;\r", "== Kelvo6-LP == Entering Supervisor Mode ==\n"},
     };
 }
 

@@ -1,20 +1,8 @@
 // The kelvo6-sim program: its first output line, its options and a clean end on a signal.
 #include "SimFixture.h"
 
-namespace {
-
-const QString kProgram = QStringLiteral("kelvo6-sim");
-
-QString simProgram() {
-    return kelvotest::bin_dir() + QLatin1Char('/') + kProgram;
-}
-
-} // namespace
-
 TEST(SimExecutable, ServesWithItsIdentityOptionsAndEndsCleanlyOnSigterm) {
-    SimProgram p({QStringLiteral("--variant"), QStringLiteral("HF"), QStringLiteral("--serial"),
-                  QStringLiteral("K6HF-0777"), QStringLiteral("--firmware"),
-                  QStringLiteral("V9,2020.01.01")});
+    SimProgram p({"--variant", "HF", "--serial", "K6HF-0777", "--firmware", "V9,2020.01.01"});
     EXPECT_EQ(p.client.exchange("$SU;"), QByteArray("== Kelvo6-HF == Entering Supervisor Mode ==\n"));
     EXPECT_EQ(p.client.exchange("$VERSION;"), QByteArray("$VERSION:V9,2020.01.01;\n"));
     EXPECT_TRUE(p.client.exchange("$HWCONFread;").startsWith("$HWCONFread:K6HF-0777,"));
@@ -22,9 +10,7 @@ TEST(SimExecutable, ServesWithItsIdentityOptionsAndEndsCleanlyOnSigterm) {
 }
 
 TEST(SimExecutable, FaultOptionsAreAppliedAndSigintEndsCleanly) {
-    SimProgram p({QStringLiteral("--silent"), QStringLiteral("1"), QStringLiteral("--silent-for"),
-                  QStringLiteral("$VERSION"), QStringLiteral("--autocheck"), QStringLiteral("79"),
-                  QStringLiteral("--busy")});
+    SimProgram p({"--silent", "1", "--silent-for", "$VERSION", "--autocheck", "79", "--busy"});
     EXPECT_EQ(p.client.exchange("$VERSION;", 400), QByteArray());
     EXPECT_EQ(p.client.exchange("$VERSION;"), QByteArray("$VERSION:V3.4.2,2021.06.30;\n"));
     EXPECT_EQ(p.client.exchange("$autocheck;"), QByteArray("$starterr:79;\n"));
@@ -33,7 +19,7 @@ TEST(SimExecutable, FaultOptionsAreAppliedAndSigintEndsCleanly) {
 }
 
 TEST(SimExecutable, HelpDocumentsEveryOptionAndTheInstrumentsOpenAnswers) {
-    const QString help = QString::fromLocal8Bit(kelvotest::run_program(simProgram(), {"--help"}).out);
+    const QString help = QString::fromLocal8Bit(kelvotest::run_program(simProgramPath(), {"--help"}).out);
     const QStringList options =
         QStringLiteral(
             "variant serial firmware realistic pu-startup-ms state card allow-network autocheck pu-fail "
@@ -68,9 +54,9 @@ TEST(SimExecutable, BadOptionValuesEndWithAClearMessage) {
          "--seed expects a whole number from 0 to 4294967295, not \"-1\""},
     };
     for (const auto& c : cases) {
-        const kelvotest::ProgramRun run = kelvotest::run_program(simProgram(), c.args);
+        const kelvotest::ProgramRun run = kelvotest::run_program(simProgramPath(), c.args);
         EXPECT_GT(run.status, 0) << c.message;
         EXPECT_EQ(run.out, QByteArray()) << c.message;
-        EXPECT_EQ(QString::fromLocal8Bit(run.err), kProgram + QStringLiteral(": ") + c.message + '\n');
+        EXPECT_EQ(QString::fromLocal8Bit(run.err), QStringLiteral("kelvo6-sim: ") + c.message + '\n');
     }
 }

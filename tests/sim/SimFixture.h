@@ -32,11 +32,15 @@ struct SimSession {
     bool started = false;
 };
 
+inline QString simProgramPath() {
+    return kelvotest::bin_dir() + QStringLiteral("/kelvo6-sim");
+}
+
 // The kelvo6-sim program serving on the pseudo-terminal named by its first output line, with a
 // client connected to it.
 struct SimProgram {
     explicit SimProgram(const QStringList& args) {
-        process.start(kelvotest::bin_dir() + QStringLiteral("/kelvo6-sim"), args);
+        process.start(simProgramPath(), args);
         const bool up = process.waitForStarted(5000) && process.waitForReadyRead(5000);
         const QString path = QString::fromLocal8Bit(process.readLine().trimmed());
         EXPECT_TRUE(up && path.startsWith(QStringLiteral("/dev/pts/")) && client.open(path))
