@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(TreeUpdate, RewritesTheListingFromTheFolder) {
+TEST(TreeUpdate, RewritesTheListingFromTheFolderAndFailsWithoutIt) {
     const QString card = cardWith({QStringLiteral("acq/202401/20240102-000000/20240102-000000_data.txt"),
                                    QStringLiteral("acq/202401/20240102-000000/img_0000/b.vig"),
                                    QStringLiteral("acq/202401/20240102-000000/img_0000/a.raw"),
@@ -23,11 +23,7 @@ TEST(TreeUpdate, RewritesTheListingFromTheFolder) {
                          "acq/202401/20240102-000000/20240102-000000_data.txt\n"
                          "acq/202401/20240102-000000/img_0000/a.raw\n"
                          "acq/202401/20240102-000000/img_0000/b.vig\n"));
-}
-
-TEST(TreeUpdate, ACardFolderRemovedUnderTheSimulatorFails) {
-    const QString card = kelvotest::make_temp_dir(QStringLiteral("card"));
-    UdpSession u(cardOptions(card));
+    // A card folder removed under the simulator.
     ASSERT_TRUE(QDir(card).removeRecursively());
     EXPECT_EQ(u.s("$PU:treeupdate;"), QByteArray("[PU]:$treeupdate:FAILED;\n"));
 }
