@@ -1,20 +1,12 @@
 #include "SimClient.h"
 
+#include <QDeadlineTimer>
+
 #include <algorithm>
-#include <chrono>
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
-
-namespace {
-
-qint64 nowMs() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-} // namespace
 
 SimClient::~SimClient() {
     if (m_fd >= 0) {
@@ -49,17 +41,17 @@ bool SimClient::send(const QByteArray& bytes) {
 
 QByteArray SimClient::readBurst(int firstMs, int silenceMs) {
     QByteArray out;
-    qint64 deadline = nowMs() + firstMs;
+    QDeadlineTimer deadline(firstMs);
     for (;;) {
         pollfd p{m_fd, POLLIN, 0};
-        if (::poll(&p, 1, int(std::max<qint64>(0, deadline - nowMs()))) <= 0) {
+        if (::poll(&p, 1, int(deadline.remainingTime())) <= 0) {
             return out;
         }
         char buf[4096];
         const ssize_t n = ::read(m_fd, buf, sizeof buf);
         if (n > 0) {
             out.append(buf, n);
-            deadline = nowMs() + silenceMs;
+            deadline.setRemainingTime(silenceMs);
         }
     }
 }

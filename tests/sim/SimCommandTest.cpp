@@ -33,7 +33,6 @@ std::vector<Row> rows() {
          "A\n$POWERmonitor:OK;\n"},
         {puOn, "$TSread;", "$TSread:24.35;\n"},
         // Configuration reads of a fresh instrument.
-        {{}, "$ACQCONFread:3;", "$ACQCONFread:3,<invalid>;\n"},
         {{}, "$ACQCONFread:03;", "$ACQCONFread:03,<invalid>;\n"},
         {{}, "$ACQCONFread:10;", "$ACQCONFread:ERROR;\n"},
         {{}, "$HWCONFread:1;", "$HWCONFread:ERROR;\n"},
@@ -81,7 +80,6 @@ std::vector<Row> rows() {
         // Processing unit power.
         {{kSu}, "$POWERPUset:2;", "$POWERPUset:ERROR;\n"},
         {{kSu, kOn, "$POWERPUset:0;"}, "$PUready;", "$PUready:OK;\n"},
-        {{}, "$PU:alive;", "$PU:OFF;\n"},
         {puOn, "$PU:ethlink,2,300.0.0.1,49152;", "[PU]:$ethlink:ERROR;\n"},
         {puOn, "$PU:ethlink,2,127.0.0.2,70000;", "[PU]:$ethlink:ERROR;\n"},
         {puOn, "$PU:ethlink,2,127.0.0.2;", "[PU]:$ethlink:ERROR;\n"},

@@ -92,52 +92,47 @@ TEST(SimConfig, HardwareTableIsStampedAndAStateFileCarriesConfigurationsAndClock
     EXPECT_TRUE(s("$RTCread;").startsWith("$RTCread:2030061"));
 }
 
-TEST(SimConfig, DamagedStateFileIsRefusedAndLeftUntouched) {
+// Bad options, and a damaged state file, which is left untouched.
+TEST(SimConfig, BadOptionsAndDamagedStateFilesAreRefusedByStart) {
     const QString path = kelvotest::make_temp_dir(QStringLiteral("simstate")) + QStringLiteral("/bad.json");
     const struct {
-        QByteArray content;
+        void (*set)(SimOptions&);
+        QByteArray state; // null: no state file
         const char* message;
     } cases[] = {
-        {"{ \"hardware\": [", "the state file %1 is not valid JSON (unterminated array at offset 15); it was "
-                              "left untouched"},
-        {R"({"hardware":["A"],"slots":[],"timetable":[],"clockOffset":0})",
+        {[](SimOptions& o) { o.serial = QStringLiteral("0123456789ABCDEF"); },
+         {},
+         "the serial number must be at most 15 characters without \",\" or \";\""},
+        {[](SimOptions& o) { o.firmware = QStringLiteral("V1;2"); },
+         {},
+         "the firmware text may not hold \";\" or a line feed"},
+        {[](SimOptions& o) { o.sdFreeMb = 40000; },
+         {},
+         "SD sizes must satisfy 0 <= free <= total and total > 0"},
+        {[](SimOptions& o) { o.packetSize = 65508; }, {}, "the packet size must be from 1 to 65507 bytes"},
+        {nullptr, "{ \"hardware\": [",
+         "the state file %1 is not valid JSON (unterminated array at offset 15); it was left untouched"},
+        {nullptr, R"({"hardware":["A"],"slots":[],"timetable":[],"clockOffset":0})",
          "the state file %1 is damaged: the hardware configuration is missing or invalid; it was left "
          "untouched"},
-        {R"({"hardware":["K","0","U","0","L","0","150","250","","999.000000","1","2000","2","192.168.0.128","0","100","0","3","1.000000","1.000000","73","0.650000","U","","U"],"slots":[null,null,null,null,null,null,null,null,null],"timetable":[],"clockOffset":0})",
+        {nullptr,
+         R"({"hardware":["K","0","U","0","L","0","150","250","","999.000000","1","2000","2","192.168.0.128","0","100","0","3","1.000000","1.000000","73","0.650000","U","","U"],"slots":[null,null,null,null,null,null,null,null,null],"timetable":[],"clockOffset":0})",
          "the state file %1 is damaged: the acquisition slots are missing (ten expected); it was left "
          "untouched"},
     };
     for (const auto& c : cases) {
-        ASSERT_TRUE(kelvotest::write_file(path, c.content));
         SimOptions o;
-        o.stateFile = path;
+        if (c.set) {
+            c.set(o);
+        } else {
+            ASSERT_TRUE(kelvotest::write_file(path, c.state));
+            o.stateFile = path;
+        }
         Kelvo6Simulator sim(o);
         QString error;
         EXPECT_FALSE(sim.start(&error));
-        EXPECT_EQ(error, QString::fromLatin1(c.message).arg(path));
-        EXPECT_EQ(kelvotest::read_file(path), c.content);
-    }
-}
-
-TEST(SimConfig, BadOptionsAreRefusedByStart) {
-    const struct {
-        void (*set)(SimOptions&);
-        const char* message;
-    } cases[] = {
-        {[](SimOptions& o) { o.serial = QStringLiteral("0123456789ABCDEF"); },
-         "the serial number must be at most 15 characters without \",\" or \";\""},
-        {[](SimOptions& o) { o.firmware = QStringLiteral("V1;2"); },
-         "the firmware text may not hold \";\" or a line feed"},
-        {[](SimOptions& o) { o.sdFreeMb = 40000; }, "SD sizes must satisfy 0 <= free <= total and total > 0"},
-        {[](SimOptions& o) { o.packetSize = 65508; }, "the packet size must be from 1 to 65507 bytes"},
-    };
-    for (const auto& c : cases) {
-        SimOptions o;
-        c.set(o);
-        Kelvo6Simulator sim(o);
-        QString error;
-        EXPECT_FALSE(sim.start(&error));
-        EXPECT_EQ(error, QString::fromLatin1(c.message));
+        EXPECT_EQ(error, QString::fromLatin1(c.message).replace(QStringLiteral("%1"), path));
         EXPECT_TRUE(sim.devicePath().isEmpty()) << c.message;
+        EXPECT_EQ(kelvotest::read_file(path), c.state);
     }
 }

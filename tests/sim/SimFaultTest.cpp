@@ -7,14 +7,8 @@
 
 const QByteArray kBanner = "== Kelvo6-LP == Entering Supervisor Mode ==\n";
 
-namespace {
-
-struct Step {
-    QByteArray command;
-    std::vector<QByteArray> bursts; // none: the command is never answered
-};
-
-} // namespace
+// A command and the bursts of its answer (none: it is never answered).
+using Step = std::pair<QByteArray, std::vector<QByteArray>>;
 
 // Bursts are read with a little more than the application's 100 ms of silence between them, so
 // that each one here is an answer of its own for the host.
@@ -69,13 +63,12 @@ TEST(SimFaults, EachFaultAndHostileInputShowOnTheWireAndServingGoesOn) {
         SimSession s;
         ASSERT_TRUE(s.started);
         c.inject(*s.sim);
-        for (const Step& step : c.steps) {
-            ASSERT_TRUE(s.client.send(step.command + '\n'));
-            for (const QByteArray& burst : step.bursts) {
-                EXPECT_EQ(s.client.readBurst(1000, 110), burst) << step.command.toStdString();
+        for (const auto& [command, bursts] : c.steps) {
+            ASSERT_TRUE(s.client.send(command + '\n'));
+            for (const QByteArray& burst : bursts) {
+                EXPECT_EQ(s.client.readBurst(1000, 110), burst) << command.toStdString();
             }
-            EXPECT_EQ(s.client.readBurst(step.bursts.empty() ? 400 : 150), QByteArray())
-                << step.command.toStdString();
+            EXPECT_EQ(s.client.readBurst(bursts.empty() ? 400 : 150), QByteArray()) << command.toStdString();
         }
     }
 }
