@@ -1,5 +1,5 @@
-// The dashboard on odd answers, and the pressure LED. (Whole identities of both variants, with their
-// SD space and mode, are shown end to end by the demo instrument's tests.)
+// The dashboard's SD space for both variants and on odd answers, and the pressure LED. (A whole LP
+// identity, with its mode, is shown end to end by the demo instrument's tests.)
 #include "mainwindow/MainTop.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +19,9 @@ TEST(MainTop, SdSpaceOnAnEmptyShortOrGarbledAnswer) {
         {"LP", {"PU-1", "fw", "cmv", "2464", "2056", "x", "-5"}, "0.00 / 0.00 GB", 0},
         {"LP", {"PU-1"}, "0.00 / 0.00 GB", 0},
         {"LP", {"PU-1", "fw", "cmv", "2464", "2056", "1023", "1024"}, "1.00 / 1.00 GB", 99},
+        // HF answers carry one more field before the SD space: read at the LP positions this
+        // would give "drv" and 1536.
+        {"HF", {"PU-1", "fw", "cmv", "2464", "2056", "drv", "1536", "2048", "40"}, "1.50 / 2.00 GB", 75},
     };
     MainTop top;
     for (const Case& c : cases) {
