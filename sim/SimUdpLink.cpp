@@ -136,13 +136,6 @@ bool SimUdpLink::sendOne(int fd, const void* to, const char* bytes, int size) {
     return false;
 }
 
-SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const QByteArray& data, int fileSize,
-                                   int packetSize, const SimDumpFaults& faults,
-                                   const std::atomic<bool>* stop) {
-    return sendDump(
-        host, port, [&data] { return data; }, fileSize, packetSize, faults, stop);
-}
-
 SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const std::function<QByteArray()>& load,
                                    int fileSize, int packetSize, const SimDumpFaults& faults,
                                    const std::atomic<bool>* stop) {

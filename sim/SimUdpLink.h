@@ -45,15 +45,11 @@ public:
     // True when a dump may go to host:port; otherwise `why` says what is wrong.
     bool checkDestination(const QString& host, int port, QString* why) const;
 
-    // Sends `data` as a dump announcing `fileSize` bytes (negative: nothing to send, no data
-    // datagrams) in datagrams of at most `packetSize` bytes. `stop`, when set, ends a long
-    // transfer early.
-    SimDumpResult sendDump(const QString& host, int port, const QByteArray& data, int fileSize,
-                           int packetSize, const SimDumpFaults& faults,
-                           const std::atomic<bool>* stop = nullptr);
-    // As above, with the data read by `load` only once the header is out, as the instrument
-    // streams a card file: the read overlaps the first datagram's time on the wire. Data that
-    // comes back shorter than announced ends the dump early, as a failing card would.
+    // Sends a dump announcing `fileSize` bytes (negative: nothing to send, no data datagrams) in
+    // datagrams of at most `packetSize` bytes. The data is read by `load` only once the header is
+    // out, as the instrument streams a card file: the read overlaps the first datagram's time on
+    // the wire. Data shorter than announced ends the dump early, as a failing card would. `stop`,
+    // when set, ends a long transfer early.
     SimDumpResult sendDump(const QString& host, int port, const std::function<QByteArray()>& load,
                            int fileSize, int packetSize, const SimDumpFaults& faults,
                            const std::atomic<bool>* stop = nullptr);
