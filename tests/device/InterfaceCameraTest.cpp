@@ -1,11 +1,11 @@
 // InterfaceCamera against the Kelvo6 simulator's serial side over its pseudo-terminal; where the
 // processing unit would send over UDP, the test sends from loopback when the request goes out.
 #include "device/InterfaceCamera.h"
-#include "eth/LogCapture.h"
 #include "eth/UdpTestSender.h"
 #include "link/ScriptedSerialPort.h"
 #include "link/SerialLink.h"
 #include "sim/Kelvo6Simulator.h"
+#include "support/LogCapture.h"
 #include "support/TestSupport.h"
 
 #include <QDir>

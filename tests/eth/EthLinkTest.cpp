@@ -1,9 +1,9 @@
 // Socket set-up of the Ethernet link: host-address choice over made-up interface lists, MAC
 // text, bind errors, the receive-buffer warning, purge and port take-over.
 #include "link/EthLink.h"
-#include "eth/LogCapture.h"
 #include "eth/UdpTestSender.h"
 #include "link/NetInterfaces.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // File dumps over loopback: the test plays the processing unit, answering each request with the
 // datagrams the case needs.
 #include "link/FileDump.h"
-#include "eth/LogCapture.h"
 #include "eth/UdpTestSender.h"
 #include "link/NetInterfaces.h"
+#include "support/LogCapture.h"
 #include "support/TestSupport.h"
 #include "terminal/TermPrint.h"
 

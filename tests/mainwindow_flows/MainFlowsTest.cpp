@@ -3,7 +3,6 @@
 // the worker's file-list tasks.
 #include "mainwindow/MainFlows.h"
 #include "device/InterfaceCamera.h"
-#include "eth/LogCapture.h"
 #include "eth/UdpTestSender.h"
 #include "link/InstrumentProtocol.h"
 #include "link/SerialLink.h"
@@ -11,6 +10,7 @@
 #include "project/FPrjSeq.h"
 #include "project/Project.h"
 #include "sim/Kelvo6Simulator.h"
+#include "support/LogCapture.h"
 #include "support/ScriptedDialogs.h"
 #include "support/TestSupport.h"
 #include "worker/CThWorker.h"

@@ -1,6 +1,6 @@
 #include "params/ParamHelp.h"
 #include "params/ParamSets.h"
-#include "project/LogCapture.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 

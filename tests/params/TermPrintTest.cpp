@@ -1,5 +1,5 @@
 #include "terminal/TermPrint.h"
-#include "project/LogCapture.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 

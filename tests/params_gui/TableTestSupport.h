@@ -1,6 +1,6 @@
 #pragma once
 
-#include "project/LogCapture.h" // readable Qt strings in failure messages
+#include "support/LogCapture.h" // readable Qt strings in failure messages
 
 #include <QTableWidget>
 

@@ -1,5 +1,5 @@
 #include "project/Project.h"
-#include "project/LogCapture.h"
+#include "support/LogCapture.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "project/SequenceHandler.h"
 #include "params/ParamTable.h"
-#include "project/LogCapture.h"
+#include "support/LogCapture.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>

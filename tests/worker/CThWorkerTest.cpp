@@ -1,7 +1,7 @@
 // The background worker: order, the pending registry, failures and status texts. (Stopping at the
 // end of the current task is checked through the main window's flows.)
 #include "worker/CThWorker.h"
-#include "eth/LogCapture.h"
+#include "support/LogCapture.h"
 #include "support/TestSupport.h"
 #include "worker/TaskStatusLine.h"
 

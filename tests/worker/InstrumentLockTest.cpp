@@ -1,6 +1,6 @@
 // The instrument lock and the restart of a thread body.
 #include "worker/InstrumentLock.h"
-#include "eth/LogCapture.h"
+#include "support/LogCapture.h"
 #include "support/TestSupport.h"
 #include "worker/SThread.h"
 

@@ -7,6 +7,7 @@
 #include <QUuid>
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 // Readable failure output for Qt strings (and their lists).
@@ -16,9 +17,10 @@ inline void PrintTo(const QString& s, std::ostream* os) {
 
 namespace kelvotest {
 
-// Collects the records of the application trace manager on the test's thread. Sync() posts a
-// marker and waits for it: records are delivered in posting order, so every record posted
-// before it has then been seen.
+// Collects the records of the application trace manager on the test's thread while it lives.
+// Records are handed over asynchronously: saw() waits for one, Sync() posts a marker and waits
+// for it, and since records are delivered in posting order every record posted before it has
+// then been seen.
 class LogCapture {
 public:
     LogCapture() {
@@ -30,7 +32,21 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    // Records posted so far, without the markers.
+    // Waits until a record "module|level|text" was posted `times` times.
+    bool saw(const std::string& record, int times = 1, int timeoutMs = 3000) const {
+        const QString wanted = QString::fromStdString(record);
+        return wait_until(
+            [&] {
+                int n = 0;
+                for (const ZelTraceMgrMsgPtr& m : m_all) {
+                    n += text(m) == wanted ? 1 : 0;
+                }
+                return n >= times;
+            },
+            timeoutMs);
+    }
+
+    // Records posted so far, without the markers; they are then forgotten.
     std::vector<ZelTraceMgrMsgPtr> Sync() {
         const QString marker = QStringLiteral("marker ") + QUuid::createUuid().toString();
         GetTraceMgr()->logf("LogCapture", ZelLevelDebug, "{}", marker);
@@ -45,16 +61,20 @@ public:
         return got;
     }
 
-    // The texts of the records posted so far, as "<module>|<level>|<text>".
+    // The records posted so far as "<module>|<level>|<text>"; they are then forgotten.
     QStringList Texts() {
         QStringList texts;
         for (const ZelTraceMgrMsgPtr& m : Sync()) {
-            texts << QStringLiteral("%1|%2|%3").arg(m->module).arg(m->level).arg(m->message);
+            texts << text(m);
         }
         return texts;
     }
 
 private:
+    static QString text(const ZelTraceMgrMsgPtr& m) {
+        return QStringLiteral("%1|%2|%3").arg(m->module).arg(m->level).arg(m->message);
+    }
+
     std::vector<ZelTraceMgrMsgPtr> m_all;
     QObject m_receiver; // declared last: destroyed first
 };
