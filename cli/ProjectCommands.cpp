@@ -1,6 +1,7 @@
 // `kelvo project show DIR` and `kelvo sequence show DIR SEQ [--rows]`: a project and its
 // sequences checked without the window, for scripts.
 #include "CliCommand.h"
+#include "SequenceCardCommands.h"
 
 #include "project/Project.h"
 #include "project/SequenceHandler.h"
@@ -115,11 +116,28 @@ int sequence_show(const QStringList& args) {
     return 0;
 }
 
+// "kelvo sequence <verb> ...": one command word, a verb per job.
+int sequence_command(const QStringList& args) {
+    const QString verb = args.value(0);
+    if (verb == QLatin1String("card")) {
+        return sequence_card(args);
+    }
+    if (verb == QLatin1String("download")) {
+        return sequence_download(args);
+    }
+    if (verb == QLatin1String("zip")) {
+        return sequence_zip(args);
+    }
+    return sequence_show(args);
+}
+
 static CliRegistrar projectReg({"project", "project show DIR",
                                 "load DIR as a project and print its parts, header file and sequences",
                                 &project_show});
-static CliRegistrar sequenceReg({"sequence", "sequence show DIR SEQ [--rows]",
-                                 "read the data file of sequence SEQ of project DIR and print its summary",
-                                 &sequence_show});
+static CliRegistrar sequenceReg({"sequence",
+                                 "sequence show DIR SEQ [--rows] | card DIR | download DIR (--missing | SEQ...) | "
+                                 "zip DIR (--missing | SEQ...)",
+                                 "print a sequence's summary; list, download or archive the card's sequences",
+                                 &sequence_command});
 
 } // namespace

@@ -289,7 +289,7 @@ int InterfaceCamera::prepareEthernet() {
     const int port = m_overrideAddress.isEmpty() ? AppSettings::udpPort() : m_overridePort;
     std::string mac = kUnknownMacText;
     const int code =
-        m_eth.init_eth_socket(address, port, mac, EthLink::kDefaultReceiveBuffer, EthLink::kDefaultTimeoutMs);
+        m_eth.init_eth_socket(address, port, mac, EthLink::kDefaultReceiveBuffer, m_ethTimeoutMs);
     if (code != 0) {
         trace()->logf(kModule, ZelLevelError, "Failed with error {} ", code);
         m_ethReady = false;

@@ -75,6 +75,8 @@ public:
     // The host address and port used instead of the `localip` and `udpport` settings (an empty
     // address returns to the settings).
     void setEthernetOverride(const QString& localIp, int port);
+    // The UDP silence that ends a transfer attempt, for the sockets opened afterwards.
+    void setEthernetTimeoutMs(int ms) { m_ethTimeoutMs = ms; }
 
     // The bytes of a card file (empty on failure; see lastTransferSucceeded()).
     QByteArray downloadFile(const QString& cardPath);
@@ -119,6 +121,7 @@ private:
     QString m_ethMac;
     QString m_overrideAddress;
     int m_overridePort = 0;
+    int m_ethTimeoutMs = EthLink::kDefaultTimeoutMs;
     bool m_lastTransferOk = false;
     DumpReport m_lastReport;
 

@@ -21,32 +21,40 @@ bool is_absolute(const QString& p) {
 
 } // namespace
 
-std::optional<QString> card_path_in_folder(const QString& root, const std::string& cardPath, QString* error) {
+QString card_path_refusal(const std::string& cardPath) {
     const QString raw = QString::fromUtf8(cardPath.data(), static_cast<int>(cardPath.size()));
     const QString quoted = QStringLiteral("\"%1\"").arg(raw);
     if (raw.trimmed().isEmpty()) {
-        fail(error, QStringLiteral("Path refused, it is empty: %1").arg(quoted));
-        return std::nullopt;
+        return QStringLiteral("Path refused, it is empty: %1").arg(quoted);
     }
     for (const QChar c : raw) {
         if (c.unicode() < 0x20 || c.unicode() == 0x7F) {
-            fail(error, QStringLiteral("Path refused, it holds control characters: %1").arg(quoted));
-            return std::nullopt;
+            return QStringLiteral("Path refused, it holds control characters: %1").arg(quoted);
         }
     }
     if (is_absolute(raw)) {
-        fail(error, QStringLiteral("Path refused, it is absolute: %1").arg(quoted));
-        return std::nullopt;
+        return QStringLiteral("Path refused, it is absolute: %1").arg(quoted);
     }
     QString relative = raw;
     relative.replace(QLatin1Char('\\'), QLatin1Char('/'));
-    const QStringList parts = relative.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    for (const QString& part : parts) {
+    for (const QString& part : relative.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
         if (part == QLatin1String("..")) {
-            fail(error, QStringLiteral("Path refused, it holds a \"..\" component: %1").arg(quoted));
-            return std::nullopt;
+            return QStringLiteral("Path refused, it holds a \"..\" component: %1").arg(quoted);
         }
     }
+    return QString();
+}
+
+std::optional<QString> card_path_in_folder(const QString& root, const std::string& cardPath, QString* error) {
+    if (const QString refusal = card_path_refusal(cardPath); !refusal.isEmpty()) {
+        fail(error, refusal);
+        return std::nullopt;
+    }
+    const QString raw = QString::fromUtf8(cardPath.data(), static_cast<int>(cardPath.size()));
+    const QString quoted = QStringLiteral("\"%1\"").arg(raw);
+    QString relative = raw;
+    relative.replace(QLatin1Char('\\'), QLatin1Char('/'));
+    const QStringList parts = relative.split(QLatin1Char('/'), Qt::SkipEmptyParts);
     const QString base = QDir::cleanPath(QDir(root).absolutePath());
     const QString target = QDir::cleanPath(base + QLatin1Char('/') + parts.join(QLatin1Char('/')));
     if (parts.isEmpty() || !target.startsWith(base + QLatin1Char('/'))) {

@@ -10,6 +10,10 @@
 // before they touch the disk: an absolute path, a ".." component or anything that would land
 // outside the target folder is refused.
 
+// Why a card path may not name a file below a folder (absolute, "..", control characters,
+// empty); empty when it may.
+QString card_path_refusal(const std::string& cardPath);
+
 // The local file for `cardPath` inside `root` (both separators accepted in `cardPath`). On
 // refusal returns nullopt and sets `error` to a text naming the path and the reason.
 std::optional<QString> card_path_in_folder(const QString& root, const std::string& cardPath, QString* error);

@@ -6,10 +6,13 @@
 #include "ScreenshotTour.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
+#include "project/DemoProject.h"
 #include "project/FPrjSeq.h"
 #include "project/Project.h"
 #include "sim/DemoInstrument.h"
 #include "terminal/DlgSerialTerminal.h"
+#include "tools/DownloadTasks.h"
+#include "tools/FFileTransfert.h"
 #include "trace/ZelTraceMgr.h"
 #include "worker/CThWorker.h"
 #include "worker/InstrumentLock.h"
@@ -18,6 +21,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QStackedWidget>
+#include <QStandardPaths>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -34,7 +38,23 @@ MainHub::MainHub(MainWindow* window)
     , m_worker(std::make_unique<CThWorker>(m_camera.get(), &InstrumentLock::instance()))
     , m_project(new Project(this))
     , m_top(new MainTop)
-    , m_sequences(new FPrjSeq(m_project)) {
+    , m_sequences(new FPrjSeq(m_project))
+    , m_download(nullptr) {
+    DownloadTasks::install(*m_worker, *m_camera, &InstrumentLock::instance());
+    m_download = new FFileTransfert(m_project, m_worker.get());
+    window->stackedArea()->addWidget(m_download);
+    connect(m_sequences, &FPrjSeq::ZipVignettesRequested, this, &MainHub::queueZipVignettes);
+    // The sequences page shows what a download or an archive changed on disk.
+    connect(
+        m_worker.get(), &CThWorker::TaskFinished, m_sequences,
+        [this](KelvoTaskInfoPtr task) {
+            if (task && (task->kind == QLatin1String("retrievefromsensor") ||
+                         task->kind == QLatin1String("ZipVignettes"))) {
+                m_sequences->on_btRefresh_clicked();
+            }
+        },
+        Qt::QueuedConnection);
+    connect(window, &MainWindow::startupRequested, this, &MainHub::openDemoProject, Qt::QueuedConnection);
     // The dashboard sits above the page area.
     if (QWidget* central = window->centralWidget()) {
         if (auto* layout = qobject_cast<QVBoxLayout*>(central->layout())) {
@@ -81,6 +101,7 @@ void MainHub::wireActions() {
     wire("actionView_Timetable", [this] { m_flows->viewTimetable(); });
     wire("actionStop_asynchronous_job_ASAP", [this] { m_flows->stopAtEndOfTask(); });
     wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
+    wire("actionDownload_Data", [this] { m_window->stackedArea()->setCurrentWidget(m_download); });
     // Each line of the terminal takes the instrument itself and says so when it is busy.
     wire("actionOpen_VortOS_terminal", [this] { open_terminal(m_window); });
 }
@@ -114,6 +135,31 @@ bool MainHub::startDemo(QString* error, const QString& folder) {
     return true;
 }
 
+void MainHub::queueZipVignettes(const QStringList& sequences) {
+    if (!m_project->IsOpen()) {
+        return;
+    }
+    for (const QString& seq : sequences) {
+        m_worker->enqueue(QStringLiteral("ZipVignettes"), m_project->Path(), seq, {}, true);
+    }
+}
+
+void MainHub::openDemoProject() {
+    if (!m_demo || m_project->IsOpen()) {
+        return;
+    }
+    const QStringList fields = m_demo->simulator()->hardwareFields();
+    const QString serial = fields.isEmpty() ? QString() : fields.first(); // Camera_ref
+    QString error;
+    const QString parent = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    const QString path = DemoProject::ensure(parent, serial, &error);
+    if (path.isEmpty()) {
+        GetTraceMgr()->logf(kModule, ZelLevelError, "{}", error);
+        return;
+    }
+    m_window->openProject(path);
+}
+
 void MainHub::connectDemo() {
     m_flows->checkConnection(false);
 }
@@ -135,6 +181,8 @@ ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
     tour->add({QStringLiteral("main.png"), [stack] { stack->setCurrentIndex(0); }, window});
     tour->add(
         {QStringLiteral("sequences.png"), [this, stack] { stack->setCurrentWidget(m_sequences); }, window});
+    tour->add(
+        {QStringLiteral("download.png"), [this, stack] { stack->setCurrentWidget(m_download); }, window});
     tour->add({QStringLiteral("hardware-viewer.png"), [this] { m_flows->viewHardware(); },
                topLevel("DlgParamViewer")});
     tour->add({QStringLiteral("acquisition-viewer.png"), [this] { m_flows->viewAcquisition(); },

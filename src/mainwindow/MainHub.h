@@ -7,6 +7,7 @@
 
 class CThWorker;
 class DemoInstrument;
+class FFileTransfert;
 class FPrjSeq;
 class InterfaceCamera;
 class MainFlows;
@@ -39,6 +40,7 @@ public:
     Project* project() const { return m_project; }
     MainTop* top() const { return m_top; }
     FPrjSeq* sequencesPage() const { return m_sequences; }
+    FFileTransfert* downloadPage() const { return m_download; }
     MainFlows* flows() const { return m_flows; }
 
     static QString demoTitleSuffix() { return QStringLiteral(" - demo instrument"); }
@@ -49,6 +51,9 @@ protected:
 private:
     void wireActions();
     void connectDemo();
+    // In demo mode, opens the demo instrument's project when the start-up opened none.
+    void openDemoProject();
+    void queueZipVignettes(const QStringList& sequences);
 
     MainWindow* m_window;
     std::unique_ptr<InterfaceCamera> m_camera;
@@ -56,6 +61,7 @@ private:
     Project* m_project;
     MainTop* m_top;
     FPrjSeq* m_sequences;
+    FFileTransfert* m_download;
     MainFlows* m_flows;
     std::unique_ptr<DemoInstrument> m_demo;
     bool m_shown = false;

@@ -1,0 +1,305 @@
+#include "ParallelZipWriter.h"
+
+#include "RawFrame.h"
+
+#include <QFile>
+#include <QThread>
+
+#include <quazip/quazip.h>
+#include <quazip/quazipfile.h>
+#include <quazip/quazipnewinfo.h>
+#include <zlib.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+
+struct ParallelZipWriter::Job {
+    QString name;
+    QByteArray input;
+    Content content = Content::Bytes;
+    int tag = 0;
+    QDateTime modified;
+    std::int64_t sourceBytes = 0;
+    // Filled by a pool thread.
+    QByteArray deflated;
+    quint32 crc = 0;
+    std::int64_t entryBytes = 0;
+    bool ok = false;
+    bool done = false;
+};
+
+ParallelZipWriter::ParallelZipWriter(int threads, std::int64_t maxPendingBytes)
+    : m_threadCount(threads > 0 ? threads : std::max(1, QThread::idealThreadCount()))
+    , m_maxPending(std::max<std::int64_t>(maxPendingBytes, 1)) {}
+
+ParallelZipWriter::~ParallelZipWriter() {
+    abandon();
+}
+
+bool ParallelZipWriter::deflateRaw(const QByteArray& input, QByteArray& output) {
+    z_stream s{};
+    if (deflateInit2(&s, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+        return false;
+    }
+    output.resize(static_cast<int>(deflateBound(&s, static_cast<uLong>(input.size()))));
+    s.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(input.constData()));
+    s.avail_in = static_cast<uInt>(input.size());
+    s.next_out = reinterpret_cast<Bytef*>(output.data());
+    s.avail_out = static_cast<uInt>(output.size());
+    const int r = deflate(&s, Z_FINISH);
+    output.resize(static_cast<int>(s.total_out));
+    deflateEnd(&s);
+    return r == Z_STREAM_END;
+}
+
+bool ParallelZipWriter::open(const QString& path) {
+    abandon();
+    m_error.clear();
+    m_entriesWritten = 0;
+    m_file = std::make_unique<QFile>(path);
+    if (!m_file->open(QIODevice::ReadWrite | QIODevice::Truncate)) {
+        m_error = QStringLiteral("Unable to create %1: %2").arg(path, m_file->errorString());
+        m_file.reset();
+        return false;
+    }
+    m_zip = std::make_unique<QuaZip>(m_file.get());
+    m_zip->setZip64Enabled(true);
+    m_zip->setUtf8Enabled(true);
+    m_zip->setAutoClose(false);
+    if (!m_zip->open(QuaZip::mdCreate)) {
+        m_error =
+            QStringLiteral("Unable to create the archive %1 (error %2)").arg(path).arg(m_zip->getZipError());
+        m_zip.reset();
+        m_file.reset();
+        return false;
+    }
+    m_stopping = false;
+    for (int i = 0; i < m_threadCount; ++i) {
+        m_threads.emplace_back([this] { workerLoop(); });
+    }
+    return true;
+}
+
+void ParallelZipWriter::workerLoop() {
+    for (;;) {
+        std::shared_ptr<Job> job;
+        {
+            std::unique_lock<std::mutex> hold(m_mutex);
+            m_workReady.wait(hold, [this] { return m_stopping || !m_todo.empty(); });
+            if (m_todo.empty()) {
+                return;
+            }
+            job = m_todo.front();
+            m_todo.pop_front();
+        }
+        prepare(*job);
+        {
+            std::lock_guard<std::mutex> hold(m_mutex);
+            job->done = true;
+        }
+        m_jobDone.notify_all();
+    }
+}
+
+void ParallelZipWriter::prepare(Job& job) {
+    QByteArray entry;
+    if (job.content == Content::RawFrame) {
+        entry = RawFrame::toPng(job.input.constData(), static_cast<std::size_t>(job.input.size()));
+        job.input = QByteArray(); // the frame is no longer needed: free it before deflating
+        if (entry.isEmpty()) {
+            return;
+        }
+    } else {
+        entry = std::move(job.input);
+        job.input = QByteArray();
+    }
+    job.entryBytes = entry.size();
+    job.crc =
+        static_cast<quint32>(crc32(crc32(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(entry.constData()),
+                                   static_cast<uInt>(entry.size())));
+    job.ok = deflateRaw(entry, job.deflated);
+}
+
+bool ParallelZipWriter::add(const QString& name, QByteArray data, Content content, int tag,
+                            const QDateTime& modified) {
+    if (!m_zip || !m_error.isEmpty()) {
+        return false;
+    }
+    auto job = std::make_shared<Job>();
+    job->name = name;
+    job->sourceBytes = data.size();
+    job->input = std::move(data);
+    job->content = content;
+    job->tag = tag;
+    job->modified = modified.isValid() ? modified : QDateTime::currentDateTime();
+    {
+        std::lock_guard<std::mutex> hold(m_mutex);
+        m_pendingBytes += job->sourceBytes;
+        m_order.push_back(job);
+        m_todo.push_back(job);
+    }
+    m_workReady.notify_one();
+    writeReady(false);
+    // Room for the next entry: the oldest ones are waited for while too much is held.
+    while (m_error.isEmpty()) {
+        {
+            std::lock_guard<std::mutex> hold(m_mutex);
+            const bool tooMuch =
+                m_pendingBytes > m_maxPending || m_order.size() > static_cast<std::size_t>(8 * m_threadCount);
+            if (!tooMuch || m_order.empty()) {
+                break;
+            }
+        }
+        writeReady(true);
+    }
+    return m_error.isEmpty();
+}
+
+void ParallelZipWriter::writeReady(bool wait) {
+    for (;;) {
+        std::shared_ptr<Job> head;
+        {
+            std::unique_lock<std::mutex> hold(m_mutex);
+            if (m_order.empty()) {
+                return;
+            }
+            if (wait) {
+                m_jobDone.wait(hold, [this] { return m_order.front()->done; });
+            } else if (!m_order.front()->done) {
+                return;
+            }
+            head = m_order.front();
+            m_order.pop_front();
+            m_pendingBytes -= head->sourceBytes;
+        }
+        if (m_error.isEmpty() && !writeEntry(*head)) {
+            return;
+        }
+        if (wait) {
+            return; // one entry written: the caller checks again whether there is room
+        }
+    }
+}
+
+bool ParallelZipWriter::writeEntry(Job& job) {
+    if (!job.ok) {
+        fail(QStringLiteral("Unable to prepare the entry %1").arg(job.name));
+        return false;
+    }
+    QuaZipNewInfo info(job.name);
+    info.dateTime = job.modified;
+    info.uncompressedSize = static_cast<ulong>(job.entryBytes);
+    info.externalAttr = 0644u << 16;
+    QuaZipFile entry(m_zip.get());
+    if (!entry.open(QIODevice::WriteOnly, info, nullptr, job.crc, Z_DEFLATED, Z_DEFAULT_COMPRESSION, true)) {
+        fail(QStringLiteral("Unable to add %1 to the archive (error %2)")
+                 .arg(job.name)
+                 .arg(entry.getZipError()));
+        return false;
+    }
+    const qint64 n = entry.write(job.deflated);
+    entry.close();
+    if (n != job.deflated.size() || entry.getZipError() != ZIP_OK) {
+        fail(QStringLiteral("Unable to write %1 into the archive: %2")
+                 .arg(job.name, m_file->error() != QFileDevice::NoError
+                                    ? m_file->errorString()
+                                    : QStringLiteral("zip error %1").arg(entry.getZipError())));
+        return false;
+    }
+    job.deflated = QByteArray();
+    ++m_entriesWritten;
+    if (m_onWritten) {
+        m_onWritten(Written{job.name, job.sourceBytes, job.entryBytes, job.tag});
+    }
+    return true;
+}
+
+void ParallelZipWriter::fail(const QString& text) {
+    if (m_error.isEmpty()) {
+        m_error = text;
+    }
+}
+
+std::int64_t ParallelZipWriter::bytesWritten() const {
+    return m_file ? m_file->size() : 0;
+}
+
+void ParallelZipWriter::stopWorkers() {
+    {
+        std::lock_guard<std::mutex> hold(m_mutex);
+        m_stopping = true;
+    }
+    m_workReady.notify_all();
+    for (std::thread& t : m_threads) {
+        t.join();
+    }
+    m_threads.clear();
+}
+
+bool ParallelZipWriter::finish(bool durable) {
+    stopWorkers();
+    m_zip->close();
+    if (m_zip->getZipError() != ZIP_OK) {
+        fail(QStringLiteral("Unable to close the archive %1 (error %2)")
+                 .arg(m_file->fileName())
+                 .arg(m_zip->getZipError()));
+    }
+    m_zip.reset();
+    if (!m_file->flush()) {
+        fail(QStringLiteral("Unable to write %1: %2").arg(m_file->fileName(), m_file->errorString()));
+    } else if (durable && ::fsync(m_file->handle()) != 0) {
+        fail(QStringLiteral("Unable to make %1 durable").arg(m_file->fileName()));
+    }
+    m_file->close();
+    m_file.reset();
+    std::lock_guard<std::mutex> hold(m_mutex);
+    m_order.clear();
+    m_todo.clear();
+    m_pendingBytes = 0;
+    return m_error.isEmpty();
+}
+
+bool ParallelZipWriter::close(bool durable) {
+    if (!m_zip) {
+        return false;
+    }
+    while (m_error.isEmpty()) {
+        {
+            std::lock_guard<std::mutex> hold(m_mutex);
+            if (m_order.empty()) {
+                break;
+            }
+        }
+        writeReady(true);
+    }
+    return finish(durable);
+}
+
+void ParallelZipWriter::abandon() {
+    if (!m_zip) {
+        return;
+    }
+    std::deque<std::shared_ptr<Job>> prepared;
+    {
+        std::unique_lock<std::mutex> hold(m_mutex);
+        // What no thread has taken is dropped; what is being prepared is waited for.
+        for (const auto& job : m_todo) {
+            job->done = true;
+            job->ok = false;
+        }
+        m_todo.clear();
+        m_jobDone.wait(hold, [this] {
+            return std::all_of(m_order.begin(), m_order.end(), [](const auto& j) { return j->done; });
+        });
+        prepared.swap(m_order);
+        m_pendingBytes = 0;
+    }
+    // The archive keeps the prepared prefix, in order.
+    for (const auto& job : prepared) {
+        if (!job->ok || !m_error.isEmpty() || !writeEntry(*job)) {
+            break;
+        }
+    }
+    finish(false);
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+class QFile;
+class QuaZip;
+
+// A zip archive whose entries are prepared on a small pool of threads (a raw frame turned into
+// PNG, then every entry deflated) and written to the file in the order they were added, so that
+// reading, converting and compressing overlap and the archive is the same whatever the timing.
+//
+// Memory stays bounded: add() waits while the entries added and not yet written hold more than
+// the pending limit. Entries are deflated (method 8, default level, raw window, memory level 8,
+// default strategy) and the archive is in zip64 form, so that it may grow past 4 GiB.
+//
+// Not thread-safe itself: one thread adds, closes or abandons.
+class ParallelZipWriter {
+public:
+    enum class Content {
+        Bytes,    // stored byte for byte
+        RawFrame, // a full frame of either size, kept part encoded as PNG first
+    };
+    // What was written for one entry, in the order of add().
+    struct Written {
+        QString name;
+        std::int64_t sourceBytes = 0; // bytes given to add()
+        std::int64_t entryBytes = 0;  // uncompressed bytes of the entry (the PNG for a frame)
+        int tag = 0;
+    };
+    using WrittenCallback = std::function<void(const Written&)>;
+
+    static constexpr std::int64_t kDefaultPendingBytes = 96LL * 1024 * 1024;
+
+    // `threads` 0: one per processor.
+    explicit ParallelZipWriter(int threads = 0, std::int64_t maxPendingBytes = kDefaultPendingBytes);
+    ~ParallelZipWriter(); // abandons an archive still open
+    ParallelZipWriter(const ParallelZipWriter&) = delete;
+    ParallelZipWriter& operator=(const ParallelZipWriter&) = delete;
+
+    // Creates (truncates) the archive file.
+    bool open(const QString& path);
+    // Queues one entry; may write earlier ones and wait for room. False once writing failed.
+    bool add(const QString& name, QByteArray data, Content content = Content::Bytes, int tag = 0,
+             const QDateTime& modified = QDateTime());
+    // Writes every queued entry and closes the archive; with `durable`, the file reaches the
+    // disk (fsync) before this returns. False when anything failed (see error()).
+    bool close(bool durable);
+    // Writes what is already prepared in order, drops the rest and closes the archive, which
+    // then holds a valid prefix of the entries.
+    void abandon();
+
+    // Called on the adding thread for each entry once it is in the file.
+    void setOnWritten(WrittenCallback callback) { m_onWritten = std::move(callback); }
+    int entriesWritten() const { return m_entriesWritten; }
+    std::int64_t bytesWritten() const;
+    bool isOpen() const { return m_zip != nullptr; }
+    QString error() const { return m_error; }
+
+    // Raw deflate of `input` as the archive stores it; false when zlib fails.
+    static bool deflateRaw(const QByteArray& input, QByteArray& output);
+
+private:
+    struct Job;
+    void workerLoop();
+    void prepare(Job& job);
+    // Writes the finished jobs at the head of the order; with `wait`, waits for each in turn.
+    void writeReady(bool wait);
+    bool writeEntry(Job& job);
+    bool finish(bool durable);
+    void stopWorkers();
+    void fail(const QString& text);
+
+    int m_threadCount;
+    std::int64_t m_maxPending;
+    std::vector<std::thread> m_threads;
+    std::mutex m_mutex;
+    std::condition_variable m_workReady;
+    std::condition_variable m_jobDone;
+    std::deque<std::shared_ptr<Job>> m_todo;  // not yet taken by a thread
+    std::deque<std::shared_ptr<Job>> m_order; // added and not yet written, in order
+    std::int64_t m_pendingBytes = 0;
+    bool m_stopping = false;
+
+    std::unique_ptr<QFile> m_file;
+    std::unique_ptr<QuaZip> m_zip;
+    WrittenCallback m_onWritten;
+    int m_entriesWritten = 0;
+    QString m_error;
+};
