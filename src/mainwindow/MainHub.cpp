@@ -180,7 +180,15 @@ ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
     };
     tour->add({QStringLiteral("main.png"), [stack] { stack->setCurrentIndex(0); }, window});
     tour->add(
-        {QStringLiteral("sequences.png"), [this, stack] { stack->setCurrentWidget(m_sequences); }, window});
+        {QStringLiteral("sequences.png"),
+         [this, stack] {
+             stack->setCurrentWidget(m_sequences);
+             // The card's listing runs meanwhile, so that the download page shows it.
+             if (m_project->IsOpen()) {
+                 m_download->on_btGetFileList_clicked();
+             }
+         },
+         window});
     tour->add(
         {QStringLiteral("download.png"), [this, stack] { stack->setCurrentWidget(m_download); }, window});
     tour->add({QStringLiteral("hardware-viewer.png"), [this] { m_flows->viewHardware(); },
