@@ -11,12 +11,16 @@
 #include "trace/ZelTraceMgr.h"
 #include "trace/ZelTraceMgrFileMulti.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 #include <editline/readline.h>
 
@@ -139,29 +143,109 @@ bool parse_options(const QStringList& args, Options& o, QString& error) {
     return true;
 }
 
-// Each print is one line on standard output, escape sequences untouched. The line feed that
-// ends a print is held back until the next one, so that a percentage beginning with backspaces
-// redraws the line it belongs to and a text that only hides or shows the cursor takes no line.
+// Cursor and colour escapes only for a person at a terminal who did not turn them off.
+bool escapes_allowed() {
+    const char* noColor = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) && (noColor == nullptr || noColor[0] == '\0');
+}
+
+// The escapes of a text played onto a plain line, for output that is not a terminal: colours and
+// cursor visibility are dropped, a column move pads with spaces, a carriage return or "\e[2K"
+// starts the line again, a backspace takes back one character. Tabs stay tabs.
+class PlainLine {
+public:
+    // Plays `text`; returns the lines it ended, without their line feeds.
+    std::vector<std::string> play(const std::string& text) {
+        std::vector<std::string> ended;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            const char c = text[i];
+            if (c == '\n') {
+                ended.push_back(m_line);
+                m_line.clear();
+            } else if (c == '\r') {
+                m_line.clear();
+            } else if (c == '\b') {
+                if (!m_line.empty()) {
+                    m_line.pop_back();
+                }
+            } else if (c == '\x1b' && i + 1 < text.size() && text[i + 1] == '[') {
+                std::size_t j = i + 2;
+                while (j < text.size() && (text[j] < 0x40 || text[j] > 0x7e)) {
+                    ++j;
+                }
+                if (j >= text.size()) {
+                    break;
+                }
+                const std::string params = text.substr(i + 2, j - i - 2);
+                if (!params.empty() && params[0] != '?' && text[j] == 'G') {
+                    const int column = std::clamp(std::atoi(params.c_str()), 1, AnsiText::kMaxColumn) - 1;
+                    m_line.append(static_cast<std::size_t>(std::max(0, column - width())), ' ');
+                } else if (params == "2" && text[j] == 'K') {
+                    m_line.clear();
+                }
+                i = j;
+            } else if (c != '\x1b') {
+                m_line += c;
+            }
+        }
+        return ended;
+    }
+    // The line not yet ended, handed over and forgotten.
+    std::string take() { return std::exchange(m_line, std::string()); }
+
+private:
+    // Columns the line takes on a terminal, tab stops every eight columns.
+    int width() const {
+        int column = 0;
+        for (char c : m_line) {
+            column = c == '\t' ? (column / 8 + 1) * 8 : column + 1;
+        }
+        return column;
+    }
+    std::string m_line;
+};
+
+// Each print is one line on standard output. The line feed that ends a print is held back until
+// the next one, so that a percentage beginning with backspaces redraws the line it belongs to and
+// a text that only hides or shows the cursor takes no line.
+//
+// Into a pipe, a file or with NO_COLOR set, the escapes are played rather than written, and a
+// line redrawn in place is written once, as it stands when it ends.
 class StdoutLines {
 public:
+    StdoutLines()
+        : m_escapes(escapes_allowed()) {}
+
     void print(const std::string& text) {
         if (AnsiText::isCursorControlOnly(text)) {
-            write(text);
+            if (m_escapes) {
+                write(text);
+            }
             return;
         }
         if (!AnsiText::continuesLine(text)) {
             endLine();
         }
-        write(text);
+        if (m_escapes) {
+            write(text);
+        } else {
+            for (const std::string& line : m_plain.play(text)) {
+                write(line + '\n');
+            }
+        }
         m_open = true;
     }
     // Ends the line still open, before a prompt or at exit.
     void endLine() {
-        if (m_open) {
-            std::fputc('\n', stdout);
-            std::fflush(stdout);
-            m_open = false;
+        if (!m_open) {
+            return;
         }
+        if (m_escapes) {
+            write("\n");
+        } else {
+            write(m_plain.take() + '\n');
+        }
+        m_open = false;
     }
 
 private:
@@ -169,7 +253,9 @@ private:
         std::fwrite(text.data(), 1, text.size(), stdout);
         std::fflush(stdout);
     }
+    bool m_escapes;
     bool m_open = false;
+    PlainLine m_plain;
 };
 
 // One line from standard input; false at the end of input.
@@ -239,7 +325,7 @@ int run_terminal(const QStringList& args) {
     VortOShell shell;
     shell.context().setEthernetOverride(o.localIp, o.udpPort);
     shell.context().setClearView([] {
-        if (isatty(STDOUT_FILENO)) {
+        if (escapes_allowed()) {
             std::fputs("\x1b[H\x1b[2J", stdout);
             std::fflush(stdout);
         }

@@ -63,8 +63,6 @@ MainFlows::MainFlows(const Parts& parts, QObject* parent)
     if (m_parts.sequencesPage != nullptr) {
         connect(m_parts.sequencesPage, &FPrjSeq::CreateSampleRequested, this,
                 [this](const QString&) { notAvailableYet(QStringLiteral("Sample creation")); });
-        connect(m_parts.sequencesPage, &FPrjSeq::ZipVignettesRequested, this,
-                [this](const QStringList&) { notAvailableYet(QStringLiteral("Vignette archives")); });
         connect(m_parts.sequencesPage, &FPrjSeq::MergeSequencesRequested, this,
                 [this] { notAvailableYet(QStringLiteral("Sequence merging")); });
     }

@@ -10,6 +10,7 @@
 #include <quazip/quazipnewinfo.h>
 #include <zlib.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -75,6 +76,7 @@ bool ParallelZipWriter::open(const QString& path) {
         return false;
     }
     m_stopping = false;
+    m_writebackFrom = 0;
     for (int i = 0; i < m_threadCount; ++i) {
         m_threads.emplace_back([this] { workerLoop(); });
     }
@@ -164,6 +166,17 @@ void ParallelZipWriter::writeReady(bool wait) {
             if (m_order.empty()) {
                 return;
             }
+            // Rather than sleep until a pool thread gets round to the head of the order, the
+            // adding thread prepares waiting entries itself: on a loaded machine each hand-off
+            // to a sleeping thread costs a scheduler time slice.
+            while (wait && !m_order.front()->done && !m_todo.empty()) {
+                std::shared_ptr<Job> job = m_todo.front();
+                m_todo.pop_front();
+                hold.unlock();
+                prepare(*job);
+                hold.lock();
+                job->done = true;
+            }
             if (wait) {
                 m_jobDone.wait(hold, [this] { return m_order.front()->done; });
             } else if (!m_order.front()->done) {
@@ -209,10 +222,25 @@ bool ParallelZipWriter::writeEntry(Job& job) {
     }
     job.deflated = QByteArray();
     ++m_entriesWritten;
+    startWriteback();
     if (m_onWritten) {
         m_onWritten(Written{job.name, job.sourceBytes, job.entryBytes, job.tag});
     }
     return true;
+}
+
+void ParallelZipWriter::startWriteback() {
+#ifdef __linux__
+    constexpr std::int64_t kChunk = 16LL * 1024 * 1024;
+    const std::int64_t end = m_file->pos();
+    if (end - m_writebackFrom < kChunk) {
+        return;
+    }
+    if (m_file->flush()) {
+        ::sync_file_range(m_file->handle(), m_writebackFrom, end - m_writebackFrom, SYNC_FILE_RANGE_WRITE);
+        m_writebackFrom = end;
+    }
+#endif
 }
 
 void ParallelZipWriter::fail(const QString& text) {

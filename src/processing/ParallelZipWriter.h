@@ -77,6 +77,8 @@ private:
     // Writes the finished jobs at the head of the order; with `wait`, waits for each in turn.
     void writeReady(bool wait);
     bool writeEntry(Job& job);
+    // Starts the disk writing the archive's latest bytes, so that the final fsync has little left.
+    void startWriteback();
     bool finish(bool durable);
     void stopWorkers();
     void fail(const QString& text);
@@ -96,5 +98,6 @@ private:
     std::unique_ptr<QuaZip> m_zip;
     WrittenCallback m_onWritten;
     int m_entriesWritten = 0;
+    std::int64_t m_writebackFrom = 0; // start of the bytes not yet handed to the disk
     QString m_error;
 };

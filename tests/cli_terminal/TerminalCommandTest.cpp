@@ -54,6 +54,11 @@ TEST_F(CliTerminalTest, ExitStatusFollowsTheCommands) {
         EXPECT_EQ(r.status, c.status) << c.lines.join(QLatin1Char('|')).toStdString();
         EXPECT_EQ(r.out, c.out) << c.lines.join(QLatin1Char('|')).toStdString();
     }
+    // Into a pipe, colours are dropped and column moves played with spaces.
+    const ProcessResult help = kelvo(base() << QStringLiteral("-c") << QStringLiteral("help"));
+    EXPECT_FALSE(help.out.contains('\x1b')) << help.out.toStdString();
+    EXPECT_TRUE(help.out.contains("\n         acqconf        Manage VORTAN acquisition configurations\n"))
+        << help.out.toStdString();
 }
 
 TEST_F(CliTerminalTest, BadCommandLines) {
@@ -149,10 +154,12 @@ TEST_F(CliTerminalTest, GetfileWithHostAddressAndPortOptions) {
                                 "\n[GETFILE]: Initializing Ethernet UDP socket...\n"
                                 "Done! IP = 127.0.0.2, Port = " +
                                 QByteArray(portText) +
-                                ", MAC = FF.FF.FF.FF.FF.FF\x1b[?25l\n"
-                                "\r\x1b[2K\tDownloading file seq/20240315-081200/frame.bin \n"
-                                "( 2500 bytes ) :    \b\b\b33%\b\b\b66%\b\b\b100%\x1b[?25h\n"
+                                ", MAC = FF.FF.FF.FF.FF.FF\n"
+                                "\tDownloading file seq/20240315-081200/frame.bin \n"
+                                "( 2500 bytes ) : 100%\n"
                                 "\n[GETFILE]: EXIT !\n";
+    // Into a pipe the escapes are played, not written: the percentage redrawn in place gives one
+    // line as it ends.
     EXPECT_EQ(r.out, expected);
     EXPECT_EQ(kelvotest::read_file(local), bytes);
     EXPECT_TRUE(sim.receivedLines().contains(
