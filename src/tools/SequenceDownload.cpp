@@ -37,20 +37,34 @@ void sync_folder(const QString& folder) {
     }
 }
 
-// Writes `size` bytes into a new file and makes them durable; false with the reason otherwise.
-bool write_durably(const QString& path, const char* data, std::size_t size, QString* why) {
+// Writes `size` bytes into a new file and starts the disk writing them; they are made durable
+// (sync_durably) only before the copy is put in place, so that the download does not wait for
+// the disk file after file. False with the reason otherwise.
+bool write_file(const QString& path, const char* data, std::size_t size, QString* why) {
     QDir().mkpath(QFileInfo(path).absolutePath());
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         *why = file.errorString();
         return false;
     }
-    if (file.write(data, static_cast<qint64>(size)) != static_cast<qint64>(size) || !file.flush() ||
-        ::fsync(file.handle()) != 0) {
+    if (file.write(data, static_cast<qint64>(size)) != static_cast<qint64>(size) || !file.flush()) {
         *why = file.errorString();
         return false;
     }
+#ifdef __linux__
+    ::sync_file_range(file.handle(), 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
     return true;
+}
+
+bool sync_durably(const QString& path) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
+    if (fd < 0) {
+        return false;
+    }
+    const bool ok = ::fsync(fd) == 0;
+    ::close(fd);
+    return ok;
 }
 
 bool has_files(const QString& folder) {
@@ -88,11 +102,12 @@ bool SequenceDownload::fetchInto(const QString& name, const QString& cardPath, c
     }
     QString why;
     const std::optional<QString> local = card_path_in_folder(m_staging, file.toStdString(), &why);
-    if (!local || !write_durably(*local, bytes.data(), bytes.size(), &why)) {
+    if (!local || !write_file(*local, bytes.data(), bytes.size(), &why)) {
         result.error = QStringLiteral("Sequence %1 unable to create data file").arg(name);
         trace()->logf(kModule, ZelLevelError, "{} ({})", result.error, why);
         return false;
     }
+    m_written << *local;
     ++m_state.filesDone;
     m_state.bytes += static_cast<std::int64_t>(bytes.size());
     report();
@@ -172,6 +187,7 @@ DownloadResult SequenceDownload::run(const QString& name, const SdSequenceEntry&
     m_startMs = now_ms();
     m_state = DownloadProgress();
     m_state.sequence = name;
+    m_written.clear();
     m_state.filesTotal = 1 + (entry.syntheticFile.isEmpty() ? 0 : 1) + static_cast<int>(entry.images.size());
 
     const auto finish = [&] {
@@ -217,7 +233,15 @@ DownloadResult SequenceDownload::run(const QString& name, const SdSequenceEntry&
     }
 
     const bool hadCopy = targetInfo.exists();
+    for (const QString& file : std::as_const(m_written)) {
+        if (ok && !sync_durably(file)) {
+            result.error = QStringLiteral("Sequence %1 unable to write %2").arg(name, file);
+            trace()->post(kModule, ZelLevelError, result.error.toStdString());
+            ok = false;
+        }
+    }
     if (ok) {
+        sync_folder(m_staging); // the files' names, before the folder is put in place
         const QString old = parent + QStringLiteral("/.") + targetInfo.fileName() + QStringLiteral(".old");
         QDir(old).removeRecursively();
         if (hadCopy && !QDir().rename(target, old)) {
@@ -239,8 +263,10 @@ DownloadResult SequenceDownload::run(const QString& name, const SdSequenceEntry&
         result.complete = true;
         return finish();
     }
-    // A failed download never replaces a copy; with none, what arrived shows what is missing.
-    if (!hadCopy && has_files(m_staging) && QDir().rename(m_staging, target)) {
+    // A failed download never replaces a copy; with none, what arrived shows what is missing. A
+    // sequence without images has nothing that could show a missing synthetic file: it would be
+    // reported "OK", so what arrived of it is dropped.
+    if (!hadCopy && !entry.images.isEmpty() && has_files(m_staging) && QDir().rename(m_staging, target)) {
         sync_folder(parent);
     } else {
         QDir(m_staging).removeRecursively();

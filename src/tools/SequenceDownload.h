@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <functional>
@@ -58,6 +59,7 @@ private:
     bool m_prepare = true;
 
     QString m_staging;
+    QStringList m_written; // files of the staging folder still to be made durable
     DownloadProgress m_state;
     std::int64_t m_startMs = 0;
 };
