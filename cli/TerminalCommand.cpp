@@ -12,7 +12,6 @@
 #include "trace/ZelTraceMgrFileMulti.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -49,7 +48,8 @@ void print_usage_help() {
                "                 (default: the udpport setting)\n"
                "  -c LINE        run LINE as if typed; may be repeated, lines run in order\n"
                "\n"
-               "With -c, the exit status is 0 when every line succeeded and 1 otherwise. Without -c,\n"
+               "With -c, the exit status is 0 when every line succeeded and 1 otherwise (a line that\n"
+               "needs the instrument fails when the serial port could not be opened). Without -c,\n"
                "lines are read from standard input (with line editing and history on a terminal)\n"
                "until \"exit\" or the end of input.\n",
                stdout);
@@ -64,15 +64,6 @@ struct Options {
     QStringList lines;
     bool help = false;
 };
-
-// "auto" or a dotted IPv4 address.
-bool is_host_address(const QString& text) {
-    if (text == QLatin1String("auto")) {
-        return true;
-    }
-    in_addr parsed{};
-    return ::inet_pton(AF_INET, text.toLatin1().constData(), &parsed) == 1;
-}
 
 // Accepts "--opt VALUE" and "--opt=VALUE". Returns false with `error` on a bad command line.
 bool parse_options(const QStringList& args, Options& o, QString& error) {
@@ -114,7 +105,7 @@ bool parse_options(const QStringList& args, Options& o, QString& error) {
         } else if (name == QLatin1String("--workdir")) {
             o.workdir = value;
         } else if (name == QLatin1String("--localip")) {
-            if (!is_host_address(value)) {
+            if (!AppSettings::isLocalIpText(value)) {
                 error = QStringLiteral(
                             "--localip needs \"auto\" or an IPv4 address such as 192.168.0.10, not \"%1\"")
                             .arg(value);

@@ -2,12 +2,26 @@
 
 #include <QSettings>
 
+#include <arpa/inet.h>
+
+#include <mutex>
+
 namespace {
 QVariant read(const char* key, const QVariant& fallback = {}) {
     return QSettings().value(QLatin1String(key), fallback);
 }
 void write(const char* key, const QVariant& value) {
     QSettings().setValue(QLatin1String(key), value);
+}
+// Read by the terminal's and the worker's threads, set by the window's.
+struct RunEthernet {
+    std::mutex mutex;
+    QString address;
+    int port = 0;
+};
+RunEthernet& run_ethernet() {
+    static RunEthernet r;
+    return r;
 }
 } // namespace
 
@@ -47,6 +61,43 @@ int AppSettings::udpPort() {
     return ok && port > 0 && port <= 65535 ? port : kDefaultUdpPort;
 }
 
+bool AppSettings::isLocalIpText(const QString& text) {
+    if (text == QLatin1String("auto")) {
+        return true;
+    }
+    in_addr parsed{};
+    return ::inet_pton(AF_INET, text.toLatin1().constData(), &parsed) == 1;
+}
+
+void AppSettings::setRunEthernet(const QString& localIp, int port) {
+    RunEthernet& r = run_ethernet();
+    std::lock_guard lock(r.mutex);
+    r.address = localIp;
+    r.port = localIp.isEmpty() ? 0 : port;
+}
+
+QString AppSettings::runLocalIp() {
+    RunEthernet& r = run_ethernet();
+    {
+        std::lock_guard lock(r.mutex);
+        if (!r.address.isEmpty()) {
+            return r.address;
+        }
+    }
+    return localIp();
+}
+
+int AppSettings::runUdpPort() {
+    RunEthernet& r = run_ethernet();
+    {
+        std::lock_guard lock(r.mutex);
+        if (!r.address.isEmpty() && r.port > 0) {
+            return r.port;
+        }
+    }
+    return udpPort();
+}
+
 QString AppSettings::userName() {
     return read(kUserName).toString();
 }
@@ -75,4 +126,20 @@ QStringList AppSettings::recentFiles() {
 }
 void AppSettings::setRecentFiles(const QStringList& files) {
     write(kRecentFiles, files);
+}
+
+QStringList AppSettings::terminalHistory() {
+    return read(kTerminalHistory).toStringList();
+}
+void AppSettings::addTerminalHistory(const QString& line) {
+    if (line.trimmed().isEmpty()) {
+        return;
+    }
+    QStringList history = terminalHistory();
+    history.removeAll(line);
+    history.prepend(line);
+    while (history.size() > kMaxTerminalHistory) {
+        history.removeLast();
+    }
+    write(kTerminalHistory, history);
 }

@@ -17,11 +17,13 @@ public:
     static constexpr const char* kUserEmail = "user_email";
     static constexpr const char* kHideLogin = "hidelogin";
     static constexpr const char* kRecentFiles = "recentFiles";
+    static constexpr const char* kTerminalHistory = "terminalHistory";
 
     static constexpr int kDefaultSerialPort = -1;
     static constexpr int kDefaultSerialSpeed = 38400;
     static constexpr int kMaxSerialSpeed = 9999999;
     static constexpr int kDefaultUdpPort = 49152;
+    static constexpr int kMaxTerminalHistory = 100;
 
     // The serial port as given to init_comm: a device path, or a number from older settings
     // ("-1" when absent, which never opens).
@@ -36,6 +38,15 @@ public:
     static void setLocalIp(const QString& ip);
     // Host UDP port for the Ethernet link; not editable by the user.
     static int udpPort();
+    // True for "auto" or a dotted IPv4 address, the only forms the Ethernet link understands.
+    static bool isLocalIpText(const QString& text);
+
+    // The host address and port of this run's Ethernet link: the run override when one is set
+    // (the demo instrument's loopback address), the `localip` and `udpport` settings otherwise.
+    // The override is never written to the settings; an empty address clears it.
+    static void setRunEthernet(const QString& localIp, int port);
+    static QString runLocalIp();
+    static int runUdpPort();
 
     static QString userName();
     static QString userEmail();
@@ -50,4 +61,9 @@ public:
 
     static QStringList recentFiles();
     static void setRecentFiles(const QStringList& files);
+
+    // Lines run in the VortOS terminal, newest first, without duplicates, at most
+    // kMaxTerminalHistory; addTerminalHistory moves a known line to the front.
+    static QStringList terminalHistory();
+    static void addTerminalHistory(const QString& line);
 };

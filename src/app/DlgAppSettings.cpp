@@ -2,9 +2,12 @@
 
 #include "AppSettings.h"
 #include "SerialDevices.h"
+#include "UiDialogs.h"
+#include "link/SerialLink.h"
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QFileInfo>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -33,6 +36,12 @@ DlgAppSettings::DlgAppSettings(QWidget* parent)
     edIP->setObjectName(QStringLiteral("edIP"));
     lblUdpPort = new QLabel(this);
     lblUdpPort->setObjectName(QStringLiteral("lblUdpPort"));
+    lblPortWarning = new QLabel(this);
+    lblPortWarning->setObjectName(QStringLiteral("lblPortWarning"));
+    lblPortWarning->setWordWrap(true);
+    lblPortWarning->setStyleSheet(QStringLiteral("color:#a05000;"));
+    lblPortWarning->hide();
+    connect(edSerialPort, &QComboBox::editTextChanged, this, &DlgAppSettings::checkPort);
     btSave = new QPushButton(QStringLiteral("Save Settings"), this);
     btSave->setObjectName(QStringLiteral("btSave"));
     btSave->setStatusTip(QStringLiteral("btGreen"));
@@ -44,6 +53,7 @@ DlgAppSettings::DlgAppSettings(QWidget* parent)
 
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("Serial port #"), edSerialPort);
+    form->addRow(QString(), lblPortWarning);
     form->addRow(QStringLiteral("Serial speed"), edSerialSpeed);
     form->addRow(QStringLiteral("Serial monitor displayed"), cbSerialMonitor);
     form->addRow(QStringLiteral("Local IP (or auto)"), edIP);
@@ -65,6 +75,7 @@ void DlgAppSettings::loadFields() {
     edSerialPort->clear();
     edSerialPort->addItems(list_serial_devices(m_devRoot));
     edSerialPort->setEditText(AppSettings::serialPort());
+    checkPort();
     edSerialSpeed->setValue(qBound(0, AppSettings::serialSpeed(), AppSettings::kMaxSerialSpeed));
     cbSerialMonitor->setChecked(AppSettings::serialMonitor());
     edIP->setText(AppSettings::localIp());
@@ -76,11 +87,34 @@ void DlgAppSettings::open() {
     QDialog::open();
 }
 
+void DlgAppSettings::checkPort() {
+    const QString port = edSerialPort->currentText().trimmed();
+    const QString device = serial_device_path(port);
+    const bool missing = !port.isEmpty() && !QFileInfo::exists(device);
+    lblPortWarning->setText(missing
+                                ? QStringLiteral("There is no device %1 on this computer now: it is saved as "
+                                                 "it is, and the port opens once the device is plugged in.")
+                                      .arg(device)
+                                : QString());
+    lblPortWarning->setVisible(missing);
+}
+
 void DlgAppSettings::on_btSave_clicked() {
+    const QString ip = edIP->text().trimmed();
+    if (!AppSettings::isLocalIpText(ip)) {
+        UiDialogs::warning(
+            this, QStringLiteral("Application settings"),
+            QStringLiteral("Local IP must be \"auto\" or an IPv4 address such as 192.168.0.10, "
+                           "not \"%1\". Nothing was saved.")
+                .arg(ip));
+        edIP->setFocus();
+        edIP->selectAll();
+        return;
+    }
     AppSettings::setSerialPort(edSerialPort->currentText());
     AppSettings::setSerialSpeed(edSerialSpeed->value());
     AppSettings::setSerialMonitor(cbSerialMonitor->isChecked());
-    AppSettings::setLocalIp(edIP->text().trimmed());
+    AppSettings::setLocalIp(ip);
     accept();
     Q_EMIT settingsSaved();
 }

@@ -10,7 +10,9 @@ class QPushButton;
 class QSpinBox;
 
 // The application settings: serial port, speed, serial monitor at start-up, local address.
-// The port field offers the serial devices present and takes any path typed in.
+// The port field offers the serial devices present and takes any path typed in; a path with no
+// device behind it is kept, with a warning under the field. The local address must be "auto"
+// or an IPv4 address: anything else is refused with a message and nothing is saved.
 class DlgAppSettings : public QDialog {
     Q_OBJECT
 public:
@@ -28,6 +30,7 @@ public:
     QCheckBox* cbSerialMonitor;
     QLineEdit* edIP;
     QLabel* lblUdpPort;
+    QLabel* lblPortWarning;
     QPushButton* btSave;
     QPushButton* btCancel;
 
@@ -41,6 +44,7 @@ private Q_SLOTS:
 
 private:
     void loadFields();
+    void checkPort();
 
     QString m_devRoot = QStringLiteral("/dev");
 };

@@ -21,17 +21,27 @@ UiDialogs::FileAnswerer& file_answerer() {
     return a;
 }
 
-QWidget* parent_or_main(QWidget* parent) { return parent ? parent : main_window().data(); }
+QWidget* parent_or_main(QWidget* parent) {
+    return parent ? parent : main_window().data();
+}
 
 } // namespace
 
-void UiDialogs::setMainWindow(QWidget* window) { main_window() = window; }
+void UiDialogs::setMainWindow(QWidget* window) {
+    main_window() = window;
+}
 
-QWidget* UiDialogs::mainWindow() { return main_window().data(); }
+QWidget* UiDialogs::mainWindow() {
+    return main_window().data();
+}
 
-void UiDialogs::setAnswerer(Answerer a) { answerer() = std::move(a); }
+void UiDialogs::setAnswerer(Answerer a) {
+    answerer() = std::move(a);
+}
 
-void UiDialogs::setFileAnswerer(FileAnswerer a) { file_answerer() = std::move(a); }
+void UiDialogs::setFileAnswerer(FileAnswerer a) {
+    file_answerer() = std::move(a);
+}
 
 QMessageBox::StandardButton UiDialogs::ask(QWidget* parent, const UiDialogRequest& request) {
     if (answerer()) {
@@ -43,6 +53,9 @@ QMessageBox::StandardButton UiDialogs::ask(QWidget* parent, const UiDialogReques
             b->setText(it.value());
         }
     }
+    if (!request.detailText.isEmpty()) {
+        box.setDetailedText(request.detailText);
+    }
     if (request.defaultButton != QMessageBox::NoButton) {
         box.setDefaultButton(request.defaultButton);
     }
@@ -50,21 +63,21 @@ QMessageBox::StandardButton UiDialogs::ask(QWidget* parent, const UiDialogReques
 }
 
 void UiDialogs::information(QWidget* parent, const QString& title, const QString& text) {
-    ask(parent, {QMessageBox::Information, title, text, QMessageBox::Ok, QMessageBox::Ok, {}});
+    ask(parent, {QMessageBox::Information, title, text, QMessageBox::Ok, QMessageBox::Ok, {}, {}});
 }
 
 void UiDialogs::warning(QWidget* parent, const QString& title, const QString& text) {
-    ask(parent, {QMessageBox::Warning, title, text, QMessageBox::Ok, QMessageBox::Ok, {}});
+    ask(parent, {QMessageBox::Warning, title, text, QMessageBox::Ok, QMessageBox::Ok, {}, {}});
 }
 
 void UiDialogs::critical(QWidget* parent, const QString& title, const QString& text) {
-    ask(parent, {QMessageBox::Critical, title, text, QMessageBox::Ok, QMessageBox::Ok, {}});
+    ask(parent, {QMessageBox::Critical, title, text, QMessageBox::Ok, QMessageBox::Ok, {}, {}});
 }
 
 QMessageBox::StandardButton UiDialogs::question(QWidget* parent, const QString& title, const QString& text,
                                                 QMessageBox::StandardButtons buttons,
                                                 QMessageBox::StandardButton defaultButton) {
-    return ask(parent, {QMessageBox::Question, title, text, buttons, defaultButton, {}});
+    return ask(parent, {QMessageBox::Question, title, text, buttons, defaultButton, {}, {}});
 }
 
 QString UiDialogs::existingDirectory(QWidget* parent, const QString& caption, const QString& dir) {

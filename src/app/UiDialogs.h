@@ -16,6 +16,7 @@ struct UiDialogRequest {
     QMessageBox::StandardButtons buttons = QMessageBox::Ok;
     QMessageBox::StandardButton defaultButton = QMessageBox::NoButton;
     QMap<QMessageBox::StandardButton, QString> labels; // buttons with a text of their own
+    QString detailText; // behind the box's "Show Details..." button; none when empty
 };
 
 enum class UiFileKind { ExistingDirectory, OpenFile, SaveFile };

@@ -1,4 +1,5 @@
 #include "AppStyleSheet.h"
+#include "KelvoVersion.h"
 #include "QTolvarApplication.h"
 #include "WorkFolder.h"
 #include "mainwindow/MainHub.h"
@@ -19,31 +20,91 @@ QString option_value(const QStringList& args, const QString& option) {
     return i >= 0 && i + 1 < args.size() ? args[i + 1] : QString();
 }
 
+void print_usage_to(FILE* out) {
+    std::fputs("Usage: kelvoapp [--demo] [--workdir DIR] [--screenshot FILE] [--screenshots DIR]\n"
+               "       kelvoapp --help | --version\n",
+               out);
+}
+
 void print_usage() {
-    std::printf("Usage: kelvoapp [--demo] [--workdir DIR] [--screenshot FILE] [--screenshots DIR]\n"
-                "\n"
+    print_usage_to(stdout);
+    std::printf("\n"
                 "  --demo             run on the built-in demo instrument (a simulated Kelvo6);\n"
                 "                     the saved serial settings are left untouched\n"
                 "  --workdir DIR      working folder for the log files, \"configurator/\" and\n"
                 "                     \"filemanager/\" (default: the per-user data folder)\n"
                 "  --screenshot FILE  save the main window as a PNG shortly after start-up, then quit\n"
                 "  --screenshots DIR  walk through the main pages and key dialogs, saving each as a\n"
-                "                     PNG into DIR, then quit\n");
+                "                     PNG into DIR, then quit\n"
+                "  -h, --help         show this help and exit\n"
+                "  -V, --version      show the version and exit\n");
+}
+
+enum class StartAction { Run, Help, Version, Refuse };
+
+// Reads the command line before the application object exists, so that --help and --version
+// need no display. The toolkit's own options ("-platform offscreen", "-style X"...) pass.
+StartAction read_command_line(const QStringList& args, QString& error) {
+    static const QStringList withValue = {QStringLiteral("--workdir"), QStringLiteral("--screenshot"),
+                                          QStringLiteral("--screenshots")};
+    static const QStringList toolkitWithValue = {
+        QStringLiteral("-platform"),        QStringLiteral("-platformpluginpath"),
+        QStringLiteral("-platformtheme"),   QStringLiteral("-plugin"),
+        QStringLiteral("-style"),           QStringLiteral("-stylesheet"),
+        QStringLiteral("-geometry"),        QStringLiteral("-display"),
+        QStringLiteral("-qwindowgeometry"), QStringLiteral("-qwindowtitle"),
+        QStringLiteral("-qwindowicon"),     QStringLiteral("-session")};
+    static const QStringList toolkitAlone = {QStringLiteral("-reverse"), QStringLiteral("-widgetcount")};
+    for (int i = 1; i < args.size(); ++i) {
+        const QString& a = args[i];
+        if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
+            return StartAction::Help;
+        }
+        if (a == QLatin1String("--version") || a == QLatin1String("-V")) {
+            return StartAction::Version;
+        }
+        if (withValue.contains(a) || toolkitWithValue.contains(a)) {
+            ++i; // a missing value is told by the option's own check
+        } else if (a != QLatin1String("--demo") && !a.startsWith(QLatin1String("--workdir=")) &&
+                   !toolkitAlone.contains(a)) {
+            error = a.startsWith(QLatin1Char('-')) ? QStringLiteral("unknown option \"%1\"").arg(a)
+                                                   : QStringLiteral("unexpected argument \"%1\"").arg(a);
+            return StartAction::Refuse;
+        }
+    }
+    return StartAction::Run;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    {
+        QStringList raw;
+        for (int i = 0; i < argc; ++i) {
+            raw << QString::fromLocal8Bit(argv[i]);
+        }
+        QString refusal;
+        switch (read_command_line(raw, refusal)) {
+        case StartAction::Help:
+            print_usage();
+            return 0;
+        case StartAction::Version:
+            std::printf("kelvoapp %s (%s)\n", kKelvoVersionNumber, kelvo_version_string());
+            return 0;
+        case StartAction::Refuse:
+            std::fprintf(stderr, "kelvoapp: %s\n", qPrintable(refusal));
+            print_usage_to(stderr);
+            return 2;
+        case StartAction::Run:
+            break;
+        }
+    }
     QCoreApplication::setAttribute(Qt::AA_DisableHighDpiScaling);
     auto app = std::make_unique<QTolvarApplication>(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("KelvoApp"));
     QCoreApplication::setApplicationName(QStringLiteral("KelvoApp"));
 
     const QStringList args = QCoreApplication::arguments();
-    if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        print_usage();
-        return 0;
-    }
     QString workdir, error;
     if (!WorkFolder::parseArguments(args, workdir, error)) {
         std::fprintf(stderr, "kelvoapp: %s\n", qPrintable(error));

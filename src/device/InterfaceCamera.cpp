@@ -285,8 +285,8 @@ int InterfaceCamera::prepareEthernet() {
         return 0;
     }
     std::string address =
-        (m_overrideAddress.isEmpty() ? AppSettings::localIp() : m_overrideAddress).toStdString();
-    const int port = m_overrideAddress.isEmpty() ? AppSettings::udpPort() : m_overridePort;
+        (m_overrideAddress.isEmpty() ? AppSettings::runLocalIp() : m_overrideAddress).toStdString();
+    const int port = m_overrideAddress.isEmpty() ? AppSettings::runUdpPort() : m_overridePort;
     std::string mac = kUnknownMacText;
     const int code =
         m_eth.init_eth_socket(address, port, mac, EthLink::kDefaultReceiveBuffer, m_ethTimeoutMs);

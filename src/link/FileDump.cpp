@@ -45,6 +45,14 @@ bool wait_header(EthLink& link, DumpHeader& header, DumpReport& report) {
     return false;
 }
 
+// When not one header came, the instrument most likely sends elsewhere: the host address used
+// is the first thing to check, and the user needs to know where it is set.
+std::string no_header_text(const std::string& host, int port) {
+    return fmt::format("no transmission header reached host address {} on UDP port {}; the host address "
+                       "is set in Application settings, Local IP (kelvo: --localip)",
+                       host, port);
+}
+
 } // namespace
 
 DumpHeader parse_dump_header(const char* bytes) {
@@ -67,6 +75,7 @@ std::span<const char> dump_file(EthLink& link, const std::string& cardPath, Dump
     ZelTraceMgr* log = GetTraceMgr();
     link.purge_socket();
     const std::string line = fmt::format("$PU:filedump,{};", cardPath);
+    int headers = 0;
     for (int attempt = 0; attempt < kDumpAttempts; ++attempt) {
         ++report.attempts;
         request(line);
@@ -74,6 +83,7 @@ std::span<const char> dump_file(EthLink& link, const std::string& cardPath, Dump
         if (!wait_header(link, h, report)) {
             log->post(kDeviceModule, ZelLevelError, ": transmission header not received before timeout\n");
         } else {
+            ++headers;
             bool complete = false;
             if (h.fileSize < 0) {
                 link.releaseBuffer();
@@ -117,6 +127,9 @@ std::span<const char> dump_file(EthLink& link, const std::string& cardPath, Dump
         }
         link.drain();
     }
+    if (headers == 0) {
+        log->logf(kDeviceModule, ZelLevelWarning, "{}", no_header_text(link.address(), link.port()));
+    }
     log->logf(kDeviceModule, ZelLevelError, "{} transfer failed", cardPath);
     return {};
 }
@@ -138,6 +151,7 @@ bool dump_file_to_folder(EthLink& link, const std::string& cardPath, const std::
     auto scratch = std::make_unique<char[]>(kTerminalDatagramBuffer);
     term_print("\x1b[?25l");
     bool ok = false;
+    int headers = 0;
     for (int attempt = 0; attempt < kDumpAttempts && !ok; ++attempt) {
         ++report.attempts;
         term_print("\r\x1b[2K\tDownloading file %s ", cardPath.c_str());
@@ -148,6 +162,7 @@ bool dump_file_to_folder(EthLink& link, const std::string& cardPath, const std::
             link.drain();
             continue;
         }
+        ++headers;
         term_print("( %d bytes ) :    ", h.fileSize);
         if (h.fileSize >= 0 && !link.reserve(h.fileSize)) {
             term_print("\n[WARNING]: (%s) \nAllocation of %d bytes buffer failed. Flushing UDP reception "
@@ -191,6 +206,11 @@ bool dump_file_to_folder(EthLink& link, const std::string& cardPath, const std::
         }
         log->post(kTerminalModule, ZelLevelError, " -> file transmission was incomplete\n");
         link.drain();
+    }
+    if (!ok && headers == 0) {
+        const std::string text = no_header_text(host, port);
+        log->logf(kTerminalModule, ZelLevelWarning, "{}", text);
+        term_print("\n[WARNING]: (%s) %s !", kGetfile, text.c_str());
     }
     if (!ok) {
         term_print("\n[WARNING]: (%s) %s transfer failed !\n", kGetfile, cardPath.c_str());

@@ -21,6 +21,7 @@ struct SerialLinkState {
     SerialHook receiveHook;
     QString portName;
     quint32 baud = 0;
+    std::string openError; // the system's reason of the last init_comm failure, empty after a success
     // Shared so that a port replaced by init_comm on one thread outlives a read still running on
     // another (callers should never overlap, but a slip must not crash the application).
     std::shared_ptr<SerialPort> port;
@@ -88,21 +89,33 @@ bool init_comm(const QString& portSetting, quint32 baud) {
         s.port = port;
     }
     const std::string shown = name.toStdString();
+    // The system's reason is kept for the windows that explain why the instrument is unreachable.
+    const auto failed = [&s, &shown](const char* stage, const std::string& reason) {
+        {
+            std::lock_guard lock(s.mutex);
+            s.openError = reason.empty() ? std::string("unknown error") : reason;
+        }
+        report(std::string("init_comm:Error while ") + stage + " " + shown + " : " + reason);
+        return false;
+    };
     if (!port->open(name.toLocal8Bit().toStdString())) {
         s.handleValid = false;
-        report("init_comm:Error while opening " + shown + " : " + port->errorText());
-        return false;
+        return failed("opening", port->errorText());
     }
     s.handleValid = true;
     if (!set_comm_timeouts(0)) {
-        report("init_comm:Error while set_comm_timeouts " + shown + " : " + port->errorText());
+        const std::string reason = port->errorText();
         port->close();
-        return false;
+        return failed("set_comm_timeouts", reason);
     }
     if (!port->configure(baud)) {
-        report("init_comm:Error while SetCommState " + shown + " : " + port->errorText());
+        const std::string reason = port->errorText();
         port->close();
-        return false;
+        return failed("SetCommState", reason);
+    }
+    {
+        std::lock_guard lock(s.mutex);
+        s.openError.clear();
     }
     return true;
 }
@@ -219,6 +232,10 @@ bool is_comm_open() {
     return state().handleValid;
 }
 
+bool is_comm_usable() {
+    return state().handleValid && comm_open_error().empty();
+}
+
 bool close_comm() {
     const auto port = current_port();
     return port && port->close();
@@ -251,6 +268,11 @@ void set_comm_receive_hook(SerialHook hook) {
 QString comm_port_name() {
     std::lock_guard lock(state().mutex);
     return state().portName;
+}
+
+std::string comm_open_error() {
+    std::lock_guard lock(state().mutex);
+    return state().openError;
 }
 
 quint32 comm_baud() {

@@ -59,6 +59,9 @@ bool is_comm_open();
 
 bool close_comm();
 
+// False when no port was opened or the last init_comm failed: an exchange cannot work.
+bool is_comm_usable();
+
 // Hands a printf-formatted text to the error hook, if one is set.
 void comm_error(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
@@ -69,6 +72,9 @@ void set_comm_receive_hook(SerialHook hook);
 // The port name and baud rate of the last init_comm, for display.
 QString comm_port_name();
 quint32 comm_baud();
+// The system's reason why the last init_comm failed ("No such file or directory"); empty when
+// the last one succeeded or none was made.
+std::string comm_open_error();
 
 // Replaces the operating-system port used by the next init_comm (tests drive the link through a
 // scripted port); an empty factory restores the system's port.

@@ -3,6 +3,7 @@
 #include "MainTop.h"
 #include "app/UiDialogs.h"
 #include "device/InterfaceCamera.h"
+#include "link/SerialLink.h"
 #include "params/DlgAcqParamViewer.h"
 #include "params/DlgParamViewer.h"
 #include "params/DlgTimetableViewer.h"
@@ -153,6 +154,12 @@ void MainFlows::checkConnection(bool userRequested) {
                                   " - Check the Kelvoapp version compatibilty in the Application settings");
         box.buttons = QMessageBox::Ok | QMessageBox::Retry;
         box.defaultButton = QMessageBox::Ok;
+        // A port that never opened is the likeliest cause, and the system says why.
+        const std::string openError = comm_open_error();
+        if (!openError.empty()) {
+            box.detailText = QStringLiteral("The serial port %1 could not be opened: %2")
+                                 .arg(comm_port_name(), QString::fromLocal8Bit(openError.c_str()));
+        }
         if (UiDialogs::ask(m_parts.window, box) != QMessageBox::Retry) {
             break;
         }

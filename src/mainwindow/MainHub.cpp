@@ -4,6 +4,7 @@
 #include "MainTop.h"
 #include "MainWindow.h"
 #include "ScreenshotTour.h"
+#include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "project/DemoProject.h"
@@ -70,7 +71,8 @@ MainHub::MainHub(MainWindow* window)
     parts.stack = window->stackedArea();
     parts.sequencesPage = m_sequences;
     m_flows = new MainFlows(parts, this);
-    window->setProjectOpener([this](const QString& path) { return m_flows->openProject(path); });
+    window->setProjectOpener(
+        [this](const QString& path, bool tellUser) { return m_flows->openProject(path, tellUser); });
     wireActions();
     window->installEventFilter(this);
 }
@@ -80,6 +82,7 @@ MainHub::~MainHub() {
     m_worker.reset();
     if (m_demo) {
         close_comm();
+        AppSettings::setRunEthernet(QString(), 0);
     }
 }
 
@@ -100,6 +103,14 @@ void MainHub::wireActions() {
     wire("actionView_current_Camera_ACQ_Conf", [this] { m_flows->viewAcquisition(); });
     wire("actionView_Timetable", [this] { m_flows->viewTimetable(); });
     wire("actionStop_asynchronous_job_ASAP", [this] { m_flows->stopAtEndOfTask(); });
+    // Stopping means something only while a task is pending.
+    if (auto* stop = m_window->findChild<QAction*>(QStringLiteral("actionStop_asynchronous_job_ASAP"))) {
+        stop->setEnabled(m_worker->pendingCount() > 0);
+        CThWorker* worker = m_worker.get();
+        const auto follow = [stop, worker] { stop->setEnabled(worker->pendingCount() > 0); };
+        connect(worker, &CThWorker::EnQueueTask, stop, follow, Qt::QueuedConnection);
+        connect(worker, &CThWorker::StatusChanged, stop, follow, Qt::QueuedConnection);
+    }
     wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
     wire("actionDownload_Data", [this] { m_window->stackedArea()->setCurrentWidget(m_download); });
     // Each line of the terminal takes the instrument itself and says so when it is busy.
@@ -127,7 +138,8 @@ bool MainHub::startDemo(QString* error, const QString& folder) {
         return false;
     }
     m_demo = std::move(demo);
-    m_camera->setEthernetOverride(m_demo->hostAddress(), m_demo->udpPort());
+    // Every Ethernet link of the run (the device's, the terminal's) goes to the demo.
+    AppSettings::setRunEthernet(m_demo->hostAddress(), m_demo->udpPort());
     m_window->setPortOverride(m_demo->portPath());
     m_window->setWindowTitle(m_window->windowTitle() + demoTitleSuffix());
     GetTraceMgr()->logf(kModule, ZelLevelInformation, "Demo instrument on {} (UDP {}:{})", m_demo->portPath(),
@@ -179,16 +191,15 @@ ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
         };
     };
     tour->add({QStringLiteral("main.png"), [stack] { stack->setCurrentIndex(0); }, window});
-    tour->add(
-        {QStringLiteral("sequences.png"),
-         [this, stack] {
-             stack->setCurrentWidget(m_sequences);
-             // The card's listing runs meanwhile, so that the download page shows it.
-             if (m_project->IsOpen()) {
-                 m_download->on_btGetFileList_clicked();
-             }
-         },
-         window});
+    tour->add({QStringLiteral("sequences.png"),
+               [this, stack] {
+                   stack->setCurrentWidget(m_sequences);
+                   // The card's listing runs meanwhile, so that the download page shows it.
+                   if (m_project->IsOpen()) {
+                       m_download->on_btGetFileList_clicked();
+                   }
+               },
+               window});
     tour->add(
         {QStringLiteral("download.png"), [this, stack] { stack->setCurrentWidget(m_download); }, window});
     tour->add({QStringLiteral("hardware-viewer.png"), [this] { m_flows->viewHardware(); },
@@ -197,6 +208,7 @@ ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
                topLevel("DlgAcqParamViewer")});
     tour->add({QStringLiteral("timetable-viewer.png"), [this] { m_flows->viewTimetable(); },
                topLevel("DlgTimetableViewer")});
-    tour->add({QStringLiteral("terminal.png"), [this] { open_terminal(m_window); }, nullptr});
+    tour->add(
+        {QStringLiteral("terminal.png"), [this] { open_terminal(m_window); }, topLevel("DlgSerialTerminal")});
     return tour;
 }

@@ -219,7 +219,7 @@ void MainWindow::setProjectOpener(ProjectOpener opener) {
     }
 }
 
-bool MainWindow::openProject(const QString& path) {
+bool MainWindow::openProject(const QString& path, bool tellUser) {
     if (path.isEmpty()) {
         return false;
     }
@@ -227,7 +227,7 @@ bool MainWindow::openProject(const QString& path) {
         GetTraceMgr()->logf(kModule, ZelLevelDebug, "No project model to open {}", path);
         return false;
     }
-    if (!m_projectOpener(path)) {
+    if (!m_projectOpener(path, tellUser)) {
         return false;
     }
     m_projectPath = path;
@@ -253,7 +253,7 @@ void MainWindow::on_action_pen_project_triggered() {
                            QStringLiteral("Only folder starting by kelvo6_ can be opened"));
         return;
     }
-    openProject(dir);
+    openProject(dir, true);
 }
 
 void MainWindow::openSerialPort() {
@@ -350,7 +350,7 @@ void MainWindow::updateRecentFileActions() {
 
 void MainWindow::onOpenRecent() {
     if (auto* act = qobject_cast<QAction*>(sender())) {
-        openProject(act->data().toString());
+        openProject(act->data().toString(), true);
     }
 }
 

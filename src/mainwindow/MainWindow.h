@@ -30,10 +30,11 @@ public:
 
     // Opens a project path (a folder or a project file) and, when it opened, puts it first in
     // the recent files. The project model plugs in here; until one is set no project opens and
-    // the project-folder action stays disabled.
-    using ProjectOpener = std::function<bool(const QString& path)>;
+    // the project-folder action stays disabled. `tellUser`: a refusal is shown in a box (the
+    // user asked for this project), not only logged.
+    using ProjectOpener = std::function<bool(const QString& path, bool tellUser)>;
     void setProjectOpener(ProjectOpener opener);
-    bool openProject(const QString& path);
+    bool openProject(const QString& path, bool tellUser = false);
 
     // Closes any open port, opens the one of the settings (or of this run's override) and shows
     // its state.

@@ -25,6 +25,8 @@ FPrjSeq::FPrjSeq(Project* project, QWidget* parent)
     m_view->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_view->setSortingEnabled(false);
     m_view->horizontalHeader()->setStretchLastSection(true);
+    // Sequence names are long and alike at their start: each column is as wide as its content.
+    connect(m_model, &QAbstractItemModel::modelReset, m_view, [this] { m_view->resizeColumnsToContents(); });
 
     auto* buttons = new QHBoxLayout;
     auto* layout = new QVBoxLayout(this);

@@ -5,9 +5,13 @@
 #include "terminal/TerminalWorker.h"
 #include "terminal/VortOShell.h"
 
+#include "app/AppSettings.h"
+
 #include <QComboBox>
+#include <QCompleter>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
@@ -26,16 +30,27 @@ DlgSerialTerminal::DlgSerialTerminal(QWidget* parent)
     m_command = new QComboBox(this);
     m_command->setObjectName(QStringLiteral("edCommand"));
     m_command->setEditable(true);
-    // Typed lines are not added to the list: it keeps the quick commands only.
+    // The list is the history and the quick commands, filled by this window alone.
     m_command->setInsertPolicy(QComboBox::NoInsert);
-    m_command->addItems(quickCommands());
-    m_command->setCurrentIndex(-1);
+    m_command->setMaxVisibleItems(15);
     m_command->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    fillCommandList();
+    // The default completer writes its guess into the field, and Enter then runs the guess
+    // ("hwconf" became "hwconf load"). This one only offers the known lines in a list; Enter runs
+    // what was typed unless a line of the list was picked with the arrow keys or the mouse.
+    auto* completer = new QCompleter(m_command->model(), m_command);
+    completer->setCompletionMode(QCompleter::PopupCompletion);
+    completer->setCaseSensitivity(Qt::CaseSensitive);
+    m_command->setCompleter(completer);
     label->setBuddy(m_command);
+    // Enter in the field sends the field's text as it stands; no button of the window is the
+    // default one, so the key does not send twice.
+    connect(m_command->lineEdit(), &QLineEdit::returnPressed, this,
+            [this] { submit(m_command->lineEdit()->text()); });
 
     m_send = new QPushButton(QStringLiteral("Send"), this);
     m_send->setObjectName(QStringLiteral("BtSend"));
-    m_send->setDefault(true);
+    m_send->setAutoDefault(false);
     auto* close = new QPushButton(QStringLiteral("Close"), this);
     close->setObjectName(QStringLiteral("btClose"));
     close->setAutoDefault(false);
@@ -56,8 +71,12 @@ DlgSerialTerminal::DlgSerialTerminal(QWidget* parent)
     m_activity->setRange(0, 0);
     m_activity->setMaximumWidth(160);
     m_activity->setTextVisible(false);
+    m_queued = new QLabel(this);
+    m_queued->setObjectName(QStringLiteral("lblQueued"));
+    m_queued->setWordWrap(true);
     m_running->hide();
     m_activity->hide();
+    m_queued->hide();
 
     auto* commandRow = new QHBoxLayout;
     commandRow->addWidget(label);
@@ -73,6 +92,7 @@ DlgSerialTerminal::DlgSerialTerminal(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_view, 1);
     layout->addLayout(commandRow);
+    layout->addWidget(m_queued);
     layout->addLayout(buttons);
 
     // The relay is deleted on the window's thread even when a printing thread drops it last.
@@ -114,27 +134,70 @@ QStringList DlgSerialTerminal::quickCommands() {
             QStringLiteral("$start:ACQ_CTD;"), QStringLiteral("$stop;")};
 }
 
+void DlgSerialTerminal::fillCommandList() {
+    QStringList items = AppSettings::terminalHistory();
+    for (const QString& quick : quickCommands()) {
+        if (!items.contains(quick)) {
+            items << quick;
+        }
+    }
+    m_command->clear();
+    m_command->addItems(items);
+    m_command->setCurrentIndex(-1);
+    m_command->setEditText(QString());
+}
+
 void DlgSerialTerminal::setBusy(bool busy, const QString& what) {
     m_busy = busy;
-    m_send->setEnabled(!busy);
     m_readSerial->setEnabled(!busy);
     m_running->setText(busy ? QStringLiteral("Running \"%1\"...").arg(what) : QString());
     m_running->setVisible(busy);
     m_activity->setVisible(busy);
 }
 
+void DlgSerialTerminal::showQueue() {
+    QStringList shown;
+    for (const QString& line : m_queue) {
+        shown << QStringLiteral("\"%1\"").arg(line.trimmed().left(60));
+    }
+    m_queued->setText(QStringLiteral("Waiting to run: %1").arg(shown.join(QStringLiteral(", "))));
+    m_queued->setVisible(!m_queue.isEmpty());
+}
+
 void DlgSerialTerminal::onWorkerDone(bool ok) {
-    setBusy(false);
+    if (m_queue.isEmpty()) {
+        setBusy(false);
+    } else {
+        const QString next = m_queue.takeFirst();
+        showQueue();
+        runNow(next);
+    }
     emit commandFinished(ok);
 }
 
 void DlgSerialTerminal::on_BtSend_clicked() {
+    submit(m_command->currentText());
+}
+
+void DlgSerialTerminal::submit(const QString& text) {
+    // The field is emptied at once, so that the next line typed never joins this one.
+    if (!text.trimmed().isEmpty()) {
+        AppSettings::addTerminalHistory(text.trimmed());
+    }
+    fillCommandList();
+    m_command->setFocus();
     if (m_busy) {
+        if (!text.trimmed().isEmpty()) {
+            m_queue << text;
+            showQueue();
+        }
         return;
     }
-    const QString text = m_command->currentText();
+    runNow(text);
+}
+
+void DlgSerialTerminal::runNow(const QString& text) {
     setBusy(true, text.trimmed().left(60));
-    m_command->setEditText(QString());
     QMetaObject::invokeMethod(m_worker, "runLine", Qt::QueuedConnection, Q_ARG(QByteArray, text.toLatin1()),
                               Q_ARG(bool, true));
 }
@@ -157,6 +220,7 @@ void DlgSerialTerminal::on_btClose_clicked() {
 
 void DlgSerialTerminal::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
+    m_command->setFocus();
     if (!m_sinkInstalled) {
         std::shared_ptr<TerminalOutputRelay> relay = m_relay;
         m_previousSink = set_term_print_sink([relay](const std::string& text) {
@@ -175,10 +239,14 @@ void DlgSerialTerminal::hideEvent(QHideEvent* event) {
     QDialog::hideEvent(event);
 }
 
-void open_terminal(QWidget* parent) {
+DlgSerialTerminal* open_terminal(QWidget* parent) {
     static QPointer<DlgSerialTerminal> dialog;
     if (dialog.isNull()) {
         dialog = new DlgSerialTerminal(parent);
     }
-    dialog->exec();
+    dialog->setModal(false);
+    dialog->show();
+    dialog->raise();
+    dialog->activateWindow();
+    return dialog;
 }

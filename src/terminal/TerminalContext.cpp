@@ -20,11 +20,11 @@ QString TerminalContext::fileManagerDir() const {
 }
 
 std::string TerminalContext::hostAddress() const {
-    return (m_overrideAddress.isEmpty() ? AppSettings::localIp() : m_overrideAddress).toStdString();
+    return (m_overrideAddress.isEmpty() ? AppSettings::runLocalIp() : m_overrideAddress).toStdString();
 }
 
 int TerminalContext::udpPort() const {
-    return m_overridePort > 0 ? m_overridePort : AppSettings::udpPort();
+    return m_overridePort > 0 ? m_overridePort : AppSettings::runUdpPort();
 }
 
 void TerminalContext::setEthernetOverride(const QString& localIp, int port) {

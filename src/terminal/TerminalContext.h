@@ -34,9 +34,9 @@ public:
     // The shell's own UDP link, opened and closed by each storage command.
     EthLink& ethLink() { return m_eth; }
 
-    // Host address and UDP port used when a storage command names none: the `localip` and
-    // `udpport` settings, unless replaced for this run (an empty address or a port of 0 keeps
-    // the setting).
+    // Host address and UDP port used when a storage command names none: this run's Ethernet
+    // link (AppSettings::runLocalIp, the demo instrument's address in demo mode), unless
+    // replaced for this shell (an empty address or a port of 0 keeps the run's).
     std::string hostAddress() const;
     int udpPort() const;
     void setEthernetOverride(const QString& localIp, int port);

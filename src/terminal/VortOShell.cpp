@@ -16,7 +16,36 @@ bool is_blank(char c) {
 // One raw message waits this many tries for its answer.
 constexpr int kRawAnswerTries = 100;
 
+// Without a usable port every exchange would fail with an instrument message (and a log line
+// per read); the line is refused at once with the port's own reason instead.
+bool refuse_without_port(const std::string& what) {
+    if (is_comm_usable()) {
+        return false;
+    }
+    const std::string port = comm_port_name().toLocal8Bit().toStdString();
+    const std::string reason = comm_open_error();
+    if (port.empty()) {
+        term_print("\n[VortOS]: No serial port is open, \"%s\" needs the instrument !\n", what.c_str());
+    } else {
+        term_print("\n[VortOS]: Serial port %s is not open (%s), \"%s\" needs the instrument !\n",
+                   port.c_str(), reason.empty() ? "closed" : reason.c_str(), what.c_str());
+    }
+    return true;
+}
+
 } // namespace
+
+bool command_needs_instrument(const std::string& name, const ShellArgs& args) {
+    const std::string first = args.empty() ? std::string() : args[0];
+    if (name == "help" || name == "clear" || first == "help") {
+        return false;
+    }
+    // The configuration commands also write templates, which stay on the host.
+    if (name == "hwconf" || name == "acqconf" || name == "timetable") {
+        return first == "load" || first == "store";
+    }
+    return true;
+}
 
 int parse_command_line(const std::string& line, std::string& name, ShellArgs& args) {
     name.clear();
@@ -94,6 +123,9 @@ bool VortOShell::runLine(const std::string& line, bool echo) {
     ShellArgs args;
     switch (parse_command_line(line, name, args)) {
     case CommandLineRaw:
+        if (refuse_without_port(name)) {
+            return false;
+        }
         return sendRaw(name);
     case CommandLineCommand:
         break;
@@ -103,6 +135,9 @@ bool VortOShell::runLine(const std::string& line, bool echo) {
     const auto found = m_commands.find(name);
     if (found == m_commands.end()) {
         term_print("\n[VortOShell]: Unknown command \"%s\" !\n", name.c_str());
+        return false;
+    }
+    if (command_needs_instrument(name, args) && refuse_without_port(name)) {
         return false;
     }
     if (!found->second.handler(args)) {
@@ -125,6 +160,9 @@ bool VortOShell::sendRaw(const std::string& line) {
 }
 
 int VortOShell::readSerial() {
+    if (refuse_without_port("Read Serial Port")) {
+        return 0;
+    }
     int count = 0;
     for (;;) {
         std::string answer;

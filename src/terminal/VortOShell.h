@@ -18,6 +18,10 @@ enum CommandLineKind : int {
 // name and its arguments.
 int parse_command_line(const std::string& line, std::string& name, ShellArgs& args);
 
+// Whether a known command with these arguments talks to the instrument (help texts, "clear"
+// and templates do not). A line that does is refused while the serial port is not usable.
+bool command_needs_instrument(const std::string& name, const ShellArgs& args);
+
 // The VortOS shell: its command table and the dispatch of a typed line. Every output goes
 // through term_print. Not thread-safe: one line at a time.
 class VortOShell {

@@ -6,6 +6,7 @@
 #include <QHeaderView>
 #include <QIcon>
 #include <QStandardItemModel>
+#include <QStyle>
 #include <QVBoxLayout>
 
 // Outside any namespace, as the resource initialiser requires.
@@ -51,7 +52,8 @@ ZelTraceMgrTreeView::ZelTraceMgrTreeView(ZelTraceMgrDispatcher* dispatcher, QWid
     setSelectionBehavior(QAbstractItemView::SelectRows);
     header()->setMinimumSectionSize(16);
     setColumnWidth(ColIcon, 30);
-    setColumnWidth(ColDate, 110);
+    // The date is always as long as this one; the module column grows with the names it meets.
+    setColumnWidth(ColDate, qMax(110, textWidth(QStringLiteral("28/08 23:59:59.999"))));
     setColumnWidth(ColModule, 100);
     header()->setStretchLastSection(true);
 
@@ -80,8 +82,21 @@ void ZelTraceMgrTreeView::OnNewMessage(ZelTraceMgrMsgPtr msg) {
     auto* icon = new QStandardItem(level_icon(msg->level), QString());
     auto* date = new QStandardItem(msg->date.toString(QStringLiteral("dd/MM hh:mm:ss.zzz")));
     auto* module = new QStandardItem(msg->module);
+    if (!m_measuredModules.contains(msg->module)) {
+        m_measuredModules.insert(msg->module);
+        const int width = textWidth(msg->module);
+        if (width > columnWidth(ColModule)) {
+            setColumnWidth(ColModule, width);
+        }
+    }
     auto* message = new QStandardItem(msg->message.trimmed());
     m_model->insertRow(0, {icon, date, module, message});
+}
+
+int ZelTraceMgrTreeView::textWidth(const QString& text) const {
+    // The cell's own margins and a little air on each side.
+    return fontMetrics().horizontalAdvance(text) + 2 * style()->pixelMetric(QStyle::PM_FocusFrameHMargin) +
+           16;
 }
 
 void ZelTraceMgrTreeView::onDoubleClicked(const QModelIndex& index) {

@@ -2,14 +2,16 @@
 
 #include "ZelTraceMgrMsg.h"
 
+#include <QSet>
 #include <QTreeView>
 
 class QStandardItemModel;
 class ZelTraceMgrDispatcher;
 
 // The log view: one row per record, newest on top, with the level's icon, the date, the module
-// and the message. It places itself in its parent (a layout without margins or spacing) and
-// subscribes to the dispatcher; double-clicking a row shows the whole message in a box.
+// and the message. The date and module columns are as wide as their texts, never cut. It places itself in its
+// parent (a layout without margins or spacing) and subscribes to the dispatcher; double-clicking a row shows
+// the whole message in a box.
 class ZelTraceMgrTreeView : public QTreeView {
     Q_OBJECT
 public:
@@ -26,7 +28,11 @@ private Q_SLOTS:
     void onDoubleClicked(const QModelIndex& index);
 
 private:
+    // Width of `text` in a cell, margins included.
+    int textWidth(const QString& text) const;
+
     QStandardItemModel* m_model;
+    QSet<QString> m_measuredModules;
 };
 
 // Makes the level icons (":ICON_ERROR", ":ICON_WARN", ":ICON_INFO", ":ICON_DEBUG") available;

@@ -56,7 +56,7 @@ TEST_F(MainWindowTest, StartupWithoutAPortFailsItInRedAsksForLoginAndSavedSettin
     kelvotest::ScriptedDialogs dialogs; // no box expected
     MainWindow w;
     int opened = 0;
-    w.setProjectOpener([&](const QString&) { return ++opened > 0; });
+    w.setProjectOpener([&](const QString&, bool) { return ++opened > 0; });
     EXPECT_EQ(w.commStatusLabel()->text(), "Comm status");
     w.show();
     EXPECT_EQ(w.commStatusLabel()->text(), "/dev/ttyUSB-1");
@@ -106,7 +106,7 @@ TEST_F(MainWindowTest, HiddenLoginAndRecentProjectAtStartup) {
     AppSettings::setSerialSpeed(9600);
     MainWindow w;
     QStringList opened;
-    w.setProjectOpener([&](const QString& p) {
+    w.setProjectOpener([&](const QString& p, bool) {
         opened << p;
         return true;
     });
@@ -201,7 +201,7 @@ TEST_F(MainWindowTest, MenusAndActionsInOrderWithTheirLabels) {
 TEST_F(MainWindowTest, OnlyKelvo6FoldersOpen) {
     MainWindow w;
     QStringList opened;
-    w.setProjectOpener([&](const QString& p) {
+    w.setProjectOpener([&](const QString& p, bool) {
         opened << p;
         return true;
     });
