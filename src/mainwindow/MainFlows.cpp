@@ -8,6 +8,7 @@
 #include "params/DlgParamViewer.h"
 #include "params/DlgTimetableViewer.h"
 #include "params/ParamTable.h"
+#include "project/DlgCreateSample.h"
 #include "project/FPrjSeq.h"
 #include "project/Project.h"
 #include "trace/ZelTraceMgr.h"
@@ -62,8 +63,7 @@ MainFlows::MainFlows(const Parts& parts, QObject* parent)
                 Qt::QueuedConnection);
     }
     if (m_parts.sequencesPage != nullptr) {
-        connect(m_parts.sequencesPage, &FPrjSeq::CreateSampleRequested, this,
-                [this](const QString&) { notAvailableYet(QStringLiteral("Sample creation")); });
+        connect(m_parts.sequencesPage, &FPrjSeq::CreateSampleRequested, this, &MainFlows::createSample);
         connect(m_parts.sequencesPage, &FPrjSeq::MergeSequencesRequested, this,
                 [this] { notAvailableYet(QStringLiteral("Sequence merging")); });
     }
@@ -409,6 +409,16 @@ bool MainFlows::openProject(const QString& path, bool tellUser) {
         UiDialogs::warning(m_parts.window, QStringLiteral("Open project"), project->LastError());
     }
     return ok;
+}
+
+void MainFlows::createSample(const QString& sequence) {
+    if (m_parts.project == nullptr || !m_parts.project->IsOpen()) {
+        return;
+    }
+    DlgCreateSample dlg(m_parts.project, m_parts.window);
+    if (dlg.OpenForSequence(sequence)) {
+        dlg.exec();
+    }
 }
 
 bool MainFlows::canClose() {

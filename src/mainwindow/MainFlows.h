@@ -68,6 +68,8 @@ public Q_SLOTS:
     void viewAcquisition();
     void viewTimetable();
     void stopAtEndOfTask();
+    // The sample dialog on a new sample of `sequence` (modal).
+    void createSample(const QString& sequence);
 
     // Opens `path` through the project (the opening text is shown meanwhile); a refused folder
     // is told in a box when `tellUser`.

@@ -8,6 +8,8 @@
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "project/DemoProject.h"
+#include "processing/SampleTasks.h"
+#include "project/FPrjSample.h"
 #include "project/FPrjSeq.h"
 #include "project/Project.h"
 #include "sim/DemoInstrument.h"
@@ -44,6 +46,9 @@ MainHub::MainHub(MainWindow* window)
     DownloadTasks::install(*m_worker, *m_camera, &InstrumentLock::instance());
     m_download = new FFileTransfert(m_project, m_worker.get());
     window->stackedArea()->addWidget(m_download);
+    SampleTasks::install(*m_worker);
+    m_samples = new FPrjSample(m_project, m_worker.get());
+    window->stackedArea()->addWidget(m_samples);
     connect(m_sequences, &FPrjSeq::ZipVignettesRequested, this, &MainHub::queueZipVignettes);
     // The sequences page shows what a download or an archive changed on disk.
     connect(
@@ -112,6 +117,7 @@ void MainHub::wireActions() {
         connect(worker, &CThWorker::StatusChanged, stop, follow, Qt::QueuedConnection);
     }
     wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
+    wire("actionProject_samples", [this] { m_window->stackedArea()->setCurrentWidget(m_samples); });
     wire("actionDownload_Data", [this] { m_window->stackedArea()->setCurrentWidget(m_download); });
     // Each line of the terminal takes the instrument itself and says so when it is busy.
     wire("actionOpen_VortOS_terminal", [this] { open_terminal(m_window); });

@@ -8,6 +8,7 @@
 class CThWorker;
 class DemoInstrument;
 class FFileTransfert;
+class FPrjSample;
 class FPrjSeq;
 class InterfaceCamera;
 class MainFlows;
@@ -41,6 +42,7 @@ public:
     MainTop* top() const { return m_top; }
     FPrjSeq* sequencesPage() const { return m_sequences; }
     FFileTransfert* downloadPage() const { return m_download; }
+    FPrjSample* samplesPage() const { return m_samples; }
     MainFlows* flows() const { return m_flows; }
 
     static QString demoTitleSuffix() { return QStringLiteral(" - demo instrument"); }
@@ -62,6 +64,7 @@ private:
     MainTop* m_top;
     FPrjSeq* m_sequences;
     FFileTransfert* m_download;
+    FPrjSample* m_samples = nullptr;
     MainFlows* m_flows;
     std::unique_ptr<DemoInstrument> m_demo;
     bool m_shown = false;

@@ -275,6 +275,45 @@ int read_config_line(const QByteArray& line, const char* prefix, ParamTable& tab
 
 } // namespace
 
+namespace {
+
+SequenceHandler::ConfigFields config_fields(const QByteArray& line, const QByteArray& prefix,
+                                            void (*build)(ParamTable&)) {
+    SequenceHandler::ConfigFields fields;
+    const int at = line.indexOf(prefix);
+    if (at < 0) {
+        return fields;
+    }
+    ParamTable table;
+    build(table);
+    int end = line.indexOf(';', at);
+    if (end < 0) {
+        end = line.size();
+    }
+    const QList<QByteArray> texts = line.mid(at + prefix.size(), end - at - prefix.size()).split(',');
+    int i = 0;
+    for (const ParamDef& d : table) {
+        if (d.type == ParamRoot) {
+            continue;
+        }
+        if (i >= texts.size()) {
+            break;
+        }
+        fields.append({QString::fromStdString(d.name), texts[i++]});
+    }
+    return fields;
+}
+
+} // namespace
+
+SequenceHandler::ConfigFields SequenceHandler::HwConfFields() const {
+    return config_fields(m_hwConf, QByteArrayLiteral("HW_CONF,"), &build_hw_params);
+}
+
+SequenceHandler::ConfigFields SequenceHandler::AcqConfFields() const {
+    return config_fields(m_acqConf, QByteArrayLiteral("ACQ_CONF,"), &build_acq_params);
+}
+
 int SequenceHandler::ReadHwConf(ParamTable& table) const {
     build_hw_params(table);
     return read_config_line(m_hwConf, "HW_CONF,", table);

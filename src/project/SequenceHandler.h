@@ -2,7 +2,9 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QPair>
 #include <QString>
+#include <QVector>
 
 #include <vector>
 
@@ -67,6 +69,11 @@ public:
     // -1 when the line is absent or does not hold every parameter.
     int ReadHwConf(ParamTable& table) const;
     int ReadAcqConf(ParamTable& table) const;
+    // The fields of a configuration line paired with the names of the parameter list they are
+    // read with, in line order, as written in the line (a short line gives fewer pairs).
+    using ConfigFields = QVector<QPair<QString, QByteArray>>;
+    ConfigFields HwConfFields() const;
+    ConfigFields AcqConfFields() const;
     int NanPressureCount() const { return m_nanCount; }
     qint32 TrackedSize1() const { return m_trackedSize1; }
     qint32 TrackedSize2() const { return m_trackedSize2; }

@@ -1,0 +1,255 @@
+// The sample dialog and the samples page, offscreen: validation shown in the dialog, the chart's
+// range lines following the fields and the fields following the lines, detection, the questions,
+// and the page's table and tasks.
+#include "SampleFixture.h"
+#include "processing/SampleDataProcessor.h"
+#include "processing/SampleTasks.h"
+#include "project/DlgCreateSample.h"
+#include "project/FPrjSample.h"
+#include "project/Project.h"
+#include "project/SampleForm.h"
+#include "project/modelPrjSample.h"
+#include "support/LogCapture.h"
+#include "support/ScriptedDialogs.h"
+#include "worker/CThWorker.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTableView>
+#include <QTest>
+
+#include <gtest/gtest.h>
+#include <qcustomplot.h>
+
+using namespace kelvotest;
+
+namespace {
+
+struct Fixture {
+    QString path = make_sample_project();
+    Project project;
+    Fixture() {
+        write_sequence(path, "S1", profile(301, 300, 20));
+        write_sequence(path, "S2", profile(20, 100, 20), hw_line(), acq_line({{"Save_images", "3"}}));
+        write_file(path + "/config/cruise_info.txt", "[General]\nacron=Cruise1\n");
+        project.Load(path);
+    }
+};
+
+void click(QWidget& w, const char* name) {
+    auto* b = w.findChild<QPushButton*>(QLatin1String(name));
+    ASSERT_NE(b, nullptr) << name;
+    QTest::mouseClick(b, Qt::LeftButton);
+}
+
+void edit(DlgCreateSample& dlg, const QString& field, const QString& text) {
+    auto* e = dlg.findChild<QLineEdit*>("ed" + field);
+    ASSERT_NE(e, nullptr) << field.toStdString();
+    e->setText(text);
+    Q_EMIT e->editingFinished();
+}
+
+void mouse(QWidget* w, QEvent::Type type, double x, double y, Qt::MouseButtons buttons) {
+    QMouseEvent e(type, QPointF(x, y), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, buttons,
+                  Qt::NoModifier);
+    QApplication::sendEvent(w, &e);
+}
+
+} // namespace
+
+TEST(DlgCreateSample, ValidationRangeLinesDetectionAndStore) {
+    Fixture f;
+    ScriptedDialogs dialogs;
+    LogCapture log;
+
+    DlgCreateSample refused(&f.project);
+    dialogs.expect(QMessageBox::Ok);
+    EXPECT_FALSE(refused.OpenForSequence("S2"));
+    ASSERT_EQ(dialogs.seen.size(), 1u);
+    EXPECT_EQ(dialogs.seen[0].title, "Save_images mode not allowed");
+
+    DlgCreateSample dlg(&f.project);
+    ASSERT_TRUE(dlg.OpenForSequence("S1"));
+    dlg.resize(1200, 800);
+    dlg.show();
+    EXPECT_EQ(dlg.GET("profileid"), "Cruise1_");
+    EXPECT_EQ(dlg.GET("aa"), "0.0053801");
+    EXPECT_EQ(dlg.GET("nosuch"), "");
+    dlg.SET("nosuch", "x");
+    EXPECT_TRUE(log.saw("DlgCreateSample|1|GET invalid FieldName nosuch"));
+    EXPECT_TRUE(log.saw("DlgCreateSample|1|SET invalid FieldName nosuch"));
+
+    // The chart: every image's pressure, the BLACK images' counts, the range as two lines.
+    EXPECT_EQ(dlg.Plot()->graph(0)->dataCount(), 301);
+    EXPECT_EQ(dlg.Plot()->graph(1)->dataCount(), 151);
+    EXPECT_EQ(dlg.Plot()->graph(1)->valueAxis(), dlg.Plot()->yAxis2);
+    EXPECT_DOUBLE_EQ(dlg.FirstLine(), 0);
+    EXPECT_DOUBLE_EQ(dlg.LastLine(), 300);
+
+    // Fields move the lines (and the first image gives the date-time)...
+    edit(dlg, "firstimage", "40");
+    EXPECT_DOUBLE_EQ(dlg.FirstLine(), 40);
+    EXPECT_EQ(dlg.GET("sampledatetime"), "20240301-060040");
+    // ...and dragging a line edits its field.
+    dlg.Plot()->replot();
+    QCustomPlot* plot = dlg.Plot();
+    const double y = plot->yAxis->coordToPixel(150);
+    mouse(plot, QEvent::MouseButtonPress, plot->xAxis->coordToPixel(300) + 2, y, Qt::LeftButton);
+    mouse(plot, QEvent::MouseMove, plot->xAxis->coordToPixel(250), y, Qt::LeftButton);
+    mouse(plot, QEvent::MouseButtonRelease, plot->xAxis->coordToPixel(250), y, Qt::NoButton);
+    EXPECT_EQ(dlg.GET("endimg"), "250");
+    EXPECT_DOUBLE_EQ(dlg.LastLine(), 250);
+    EXPECT_EQ(dlg.GET("firstimage"), "40");
+    EXPECT_TRUE(dlg.findChild<QLabel*>("lblValue")->text().startsWith("Image 250 : 250 dbar, BLACK"));
+
+    // Detection needs a type; on a descent it drops the lit surface images.
+    dialogs.expect(QMessageBox::Ok);
+    click(dlg, "btDetectRange");
+    ASSERT_EQ(dialogs.seen.size(), 2u);
+    EXPECT_EQ(dialogs.seen[1].title, "Sample Type Required");
+    EXPECT_EQ(dlg.GET("firstimage"), "40");
+    dlg.findChild<QRadioButton*>("rbPressure")->setChecked(true);
+    click(dlg, "btDetectRange");
+    EXPECT_EQ(dlg.GET("firstimage"), "28");
+    EXPECT_EQ(dlg.GET("endimg"), "300");
+    EXPECT_DOUBLE_EQ(dlg.FirstLine(), 28);
+
+    // Validation is shown in the dialog; nothing is stored.
+    edit(dlg, "profileid", "cruise1_");
+    click(dlg, "btSave");
+    EXPECT_TRUE(
+        dlg.Messages()->text().startsWith("<font color=red><b>Field 'Bottom depth' is "
+                                          "required</b></font><br><font color=red><b>Field 'Cruise' is "
+                                          "required</b></font><br>"));
+    EXPECT_TRUE(dlg.Messages()->text().contains("must not just be equal to the project cruise name."));
+    EXPECT_EQ(f.project.SampleHeader().RowCount(), 0);
+    EXPECT_TRUE(dlg.isVisible());
+
+    for (const auto& [field, value] : std::vector<std::pair<QString, QString>>{{"profileid", "cruise1_st01"},
+                                                                               {"cruise", "Cruise1"},
+                                                                               {"bottomdepth", "320"},
+                                                                               {"latitude", "43°41 10"},
+                                                                               {"longitude", "7.3"},
+                                                                               {"winddir", "270"},
+                                                                               {"windspeed", "12"},
+                                                                               {"seastate", "3"},
+                                                                               {"nebuloussness", "4"}}) {
+        edit(dlg, field, value);
+    }
+    click(dlg, "btSave");
+    EXPECT_EQ(dlg.Messages()->text(), "");
+    EXPECT_EQ(dlg.result(), QDialog::Accepted);
+    ASSERT_EQ(f.project.SampleHeader().RowCount(), 1);
+    EXPECT_EQ(f.project.SampleHeader().Get(0, "firstimage"), "28");
+    EXPECT_EQ(f.project.SampleHeader().Get(0, "sampledatetime"), "20240301-060028");
+
+    // A second sample over the same images: Cancel (the default) keeps the header as it is.
+    DlgCreateSample second(&f.project);
+    ASSERT_TRUE(second.OpenForSequence("S1"));
+    EXPECT_EQ(second.GET("cruise"), "Cruise1");
+    EXPECT_EQ(second.GET("sampletype"), "P");
+    second.SET("profileid", "cruise1_st02");
+    for (const char* field :
+         {"bottomdepth", "latitude", "longitude", "winddir", "windspeed", "seastate", "nebuloussness"}) {
+        second.SET(field, dlg.GET(field));
+    }
+    dialogs.expect(QMessageBox::Cancel);
+    click(second, "btSave");
+    ASSERT_EQ(dialogs.seen.size(), 3u);
+    EXPECT_EQ(dialogs.seen[2].title, "Image in 2 sample");
+    EXPECT_EQ(dialogs.seen[2].defaultButton, QMessageBox::Cancel);
+    EXPECT_EQ(f.project.SampleHeader().RowCount(), 1);
+}
+
+TEST(DlgCreateSample, EditProcessedSampleAndDelete) {
+    Fixture f;
+    ScriptedDialogs dialogs;
+    SampleForm form;
+    form.OpenSequence(f.path, "S1");
+    form.Prefill(f.project);
+    for (const auto& [k, v] : std::vector<std::pair<QString, QString>>{{"profileid", "cruise1_st01"},
+                                                                       {"cruise", "c"},
+                                                                       {"bottomdepth", "1"},
+                                                                       {"latitude", "1.5"},
+                                                                       {"longitude", "2.5"},
+                                                                       {"winddir", "1"},
+                                                                       {"windspeed", "1"},
+                                                                       {"seastate", "1"},
+                                                                       {"nebuloussness", "1"},
+                                                                       {"sampletype", "P"}}) {
+        form.Set(k, v);
+    }
+    form.SetRange(10, 120);
+    ASSERT_TRUE(form.Store(f.project));
+    ASSERT_TRUE(SampleDataProcessor(f.project).ProcessData("cruise1_st01"));
+
+    DlgCreateSample missing(&f.project);
+    dialogs.expect(QMessageBox::Ok);
+    EXPECT_FALSE(missing.OpenForSample("cruise1_st09"));
+    EXPECT_EQ(dialogs.seen.back().text, "This sample doesn't exist in the sample header file.");
+
+    DlgCreateSample dlg(&f.project);
+    edit(dlg, "endimg", "50"); // before opening: replaced by the sample's own range
+    dialogs.expect(QMessageBox::Apply);
+    ASSERT_TRUE(dlg.OpenForSample("cruise1_st01"));
+    EXPECT_EQ(dialogs.seen.back().title, "Last processed image");
+    EXPECT_EQ(dialogs.seen.back().text, "The last image currently processed is #120");
+    EXPECT_EQ(dialogs.seen.back().labels.value(QMessageBox::Apply), "Use it");
+    EXPECT_EQ(dlg.GET("endimg"), "120");
+    EXPECT_DOUBLE_EQ(dlg.FirstLine(), 10);
+
+    dialogs.expect(QMessageBox::Cancel);
+    click(dlg, "btDeleteSample");
+    EXPECT_EQ(dialogs.seen.back().title, "Delete sample ?");
+    EXPECT_EQ(f.project.SampleHeader().RowCount(), 1);
+    dialogs.expect(QMessageBox::Yes);
+    click(dlg, "btDeleteSample");
+    EXPECT_EQ(f.project.SampleHeader().RowCount(), 0);
+    EXPECT_FALSE(QFileInfo::exists(f.path + "/maridata/cruise1_st01"));
+}
+
+TEST(FPrjSample, TableTooltipsAndQueuedWork) {
+    Fixture f;
+    ScriptedDialogs dialogs;
+    write_file(f.path + "/meta/kelvo6_header_sn000120lp_2024_cast.txt",
+               "cruise;filename;profileid;firstimage;endimg;sampletype;latitude\n"
+               "c;S1;a1;0;100;P;1.5\nc;S1;t1;101;300;T\n");
+    f.project.Load(f.path);
+    CThWorker worker;
+    SampleTasks::install(worker);
+    FPrjSample page(&f.project, &worker);
+    const modelPrjSample* m = page.Model();
+    ASSERT_EQ(m->rowCount(), 2);
+    EXPECT_EQ(m->RowTexts(0), QStringList({"a1", "S1", "", "", "1.5", "", "0", "100", "Depth", "No", "No"}));
+    EXPECT_EQ(m->RowTexts(1), QStringList({"t1", "S1", "", "", "", "", "101", "300", "Time", "No", "No"}));
+    EXPECT_EQ(m->headerData(4, Qt::Horizontal, Qt::ToolTipRole).toString(), "Latitude");
+    EXPECT_EQ(m->headerData(9, Qt::Horizontal, Qt::ToolTipRole).toString(), "Data processed");
+    EXPECT_FALSE(m->headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
+
+    // "Process data" queues the Data task; the table shows its archive once it ran.
+    std::vector<QString> outcomes;
+    QObject::connect(
+        &worker, &CThWorker::TaskFinished, &page, [&](KelvoTaskInfoPtr t) { outcomes.push_back(t->outcome); },
+        Qt::QueuedConnection);
+    ASSERT_TRUE(page.SelectSample("a1"));
+    click(page, "btprocessdataselected");
+    ASSERT_TRUE(wait_until([&] { return m->RowTexts(0).value(9) == "Yes"; }));
+    EXPECT_EQ(outcomes, std::vector<QString>{"Particules a1 done!!"});
+
+    // Exports are queued and report that they are not available yet; the viewers say so at once.
+    click(page, "btExportODV");
+    ASSERT_TRUE(wait_until([&] { return outcomes.size() == 2; }));
+    EXPECT_EQ(outcomes[1], "Warn: Export ODV a1 : not available yet");
+    dialogs.expect(QMessageBox::Ok);
+    click(page, "btViewVignettes");
+    EXPECT_EQ(dialogs.seen.back().text, "The vignette viewer is not available yet.");
+
+    // The header changed by another hand is shown on refresh and on SamplesUpdated.
+    f.project.SampleHeader().RemoveRow(1);
+    Q_EMIT f.project.SamplesUpdated();
+    EXPECT_EQ(m->rowCount(), 1);
+}
