@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <fmt/format.h>
 
+int sample_spectrum_command(const QStringList& args); // ExportCommands.cpp
+
 namespace {
 
 const char* const kUsage =
@@ -23,7 +25,8 @@ const char* const kUsage =
     "       kelvo sample edit PROJECT NAME [--set FIELD=VALUE]... [--detect-range] [--yes]\n"
     "       kelvo sample delete PROJECT NAME --yes\n"
     "       kelvo sample detect-range PROJECT SEQ --type P|T\n"
-    "       kelvo sample process PROJECT (NAME... | --all)\n";
+    "       kelvo sample process PROJECT (NAME... | --all)\n"
+    "       kelvo sample spectrum PROJECT NAME\n";
 
 const char* const kHelp =
     "\n"
@@ -38,6 +41,8 @@ const char* const kHelp =
     "detect-range  prints \"first: N\" and \"last: N\", or the refusal's title and text (exit 1).\n"
     "process       builds the particle archive of each sample, one line per sample (exit 1 if any\n"
     "              failed).\n"
+    "spectrum      the particle size spectra of a processed sample, binned by depth (or by time),\n"
+    "              as tab-separated lines: abundance per size class and total biovolume.\n"
     "--yes         answers Save to the questions the dialog would ask (results discarded, images\n"
     "              shared with another sample); without it they refuse.\n"
     "FIELD         one of: ";
@@ -327,6 +332,9 @@ int sample_process(const Options& o) {
 }
 
 int sample_command(const QStringList& args) {
+    if (args.value(0) == QLatin1String("spectrum")) {
+        return sample_spectrum_command(args); // options of its own
+    }
     Options o;
     QString error;
     if (!parse(args, o, error)) {
@@ -362,7 +370,7 @@ int sample_command(const QStringList& args) {
 }
 
 static CliRegistrar sampleReg(
-    {"sample", "sample list|create|edit|delete|detect-range|process PROJECT ...",
+    {"sample", "sample list|create|edit|delete|detect-range|process|spectrum PROJECT ...",
      "list, create, edit, delete and process the samples of a project; detect a range", &sample_command});
 
 } // namespace

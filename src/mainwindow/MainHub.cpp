@@ -7,8 +7,9 @@
 #include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
-#include "project/DemoProject.h"
+#include "processing/ExportTasks.h"
 #include "processing/SampleTasks.h"
+#include "project/DemoProject.h"
 #include "project/FPrjSample.h"
 #include "project/FPrjSeq.h"
 #include "project/Project.h"
@@ -47,6 +48,7 @@ MainHub::MainHub(MainWindow* window)
     m_download = new FFileTransfert(m_project, m_worker.get());
     window->stackedArea()->addWidget(m_download);
     SampleTasks::install(*m_worker);
+    ExportTasks::install(*m_worker);
     m_samples = new FPrjSample(m_project, m_worker.get());
     window->stackedArea()->addWidget(m_samples);
     connect(m_sequences, &FPrjSeq::ZipVignettesRequested, this, &MainHub::queueZipVignettes);

@@ -169,7 +169,11 @@ void FPrjSample::on_btExportODV_clicked() {
 }
 
 void FPrjSample::on_btExportAllODV_clicked() {
-    queue(QStringLiteral("ExportODV"), m_model->Samples());
+    // One task writes every sample's file and the project's file holding them all.
+    if (m_worker && m_project && m_project->IsOpen() && !m_model->Samples().isEmpty()) {
+        m_worker->enqueue(QStringLiteral("ExportODV"), m_project->Path(), m_project->Acronym(),
+                          {{QStringLiteral("projectFile"), true}}, true);
+    }
 }
 
 void FPrjSample::on_btExportAllPlots_clicked() {

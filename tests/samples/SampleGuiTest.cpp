@@ -3,6 +3,7 @@
 // and the page's table and tasks.
 #include "SampleFixture.h"
 #include "processing/SampleDataProcessor.h"
+#include "processing/ExportTasks.h"
 #include "processing/SampleTasks.h"
 #include "project/DlgCreateSample.h"
 #include "project/FPrjSample.h"
@@ -221,6 +222,7 @@ TEST(FPrjSample, TableTooltipsAndQueuedWork) {
     f.project.Load(f.path);
     CThWorker worker;
     SampleTasks::install(worker);
+    ExportTasks::install(worker);
     FPrjSample page(&f.project, &worker);
     const modelPrjSample* m = page.Model();
     ASSERT_EQ(m->rowCount(), 2);
@@ -240,10 +242,12 @@ TEST(FPrjSample, TableTooltipsAndQueuedWork) {
     ASSERT_TRUE(wait_until([&] { return m->RowTexts(0).value(9) == "Yes"; }));
     EXPECT_EQ(outcomes, std::vector<QString>{"Particules a1 done!!"});
 
-    // Exports are queued and report that they are not available yet; the viewers say so at once.
+    // The ODV export is queued and says why it cannot be made of a sample without calibration;
+    // the viewers say at once that they are not available yet.
     click(page, "btExportODV");
     ASSERT_TRUE(wait_until([&] { return outcomes.size() == 2; }));
-    EXPECT_EQ(outcomes[1], "Warn: Export ODV a1 : not available yet");
+    EXPECT_EQ(outcomes[1],
+              "Warn: Export ODV a1 : Sample a1 lacks a calibration: aa, exp and volimage must be numbers");
     dialogs.expect(QMessageBox::Ok);
     click(page, "btViewVignettes");
     EXPECT_EQ(dialogs.seen.back().text, "The vignette viewer is not available yet.");
