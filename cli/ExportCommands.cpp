@@ -4,6 +4,7 @@
 
 #include "processing/ExportTasks.h"
 #include "processing/OdvExport.h"
+#include "processing/SamplePlots.h"
 #include "processing/SampleSpectrumSource.h"
 #include "project/Project.h"
 
@@ -11,12 +12,14 @@
 
 namespace {
 
-const char* const kExportUsage = "Usage: kelvo export odv PROJECT (SAMPLE... | --all)\n";
+const char* const kExportUsage = "Usage: kelvo export odv|plots PROJECT (SAMPLE... | --all)\n";
 const char* const kExportHelp =
     "Writes results/<sample>_odv.txt for each SAMPLE of PROJECT: its particle size spectra as an\n"
     "ODV spreadsheet. With --all, every sample's file and results/<acronym>_odv.txt holding them\n"
     "all. Size classes and depth bins come from config/particle_spectrum.ini when the project has\n"
-    "one. One line per file written or refused; exit 1 if any was refused.\n";
+    "one. One line per file written or refused; exit 1 if any was refused.\n"
+    "plots writes results/<sample>_part_tot.png (total abundance and biovolume) and _part_red.png\n"
+    "(grouped size ranges, log scale) for each SAMPLE, or every sample with --all.\n";
 const char* const kSpectrumUsage = "Usage: kelvo sample spectrum PROJECT SAMPLE\n";
 
 void out(const QString& text) {
@@ -55,7 +58,9 @@ int export_command(const QStringList& args) {
             positional << args[i];
         }
     }
-    if (args.value(0) != QLatin1String("odv") || positional.isEmpty() || (all == (positional.size() > 1))) {
+    const bool plots = args.value(0) == QLatin1String("plots");
+    if ((args.value(0) != QLatin1String("odv") && !plots) || positional.isEmpty() ||
+        (all == (positional.size() > 1))) {
         err(QString::fromLatin1(kExportUsage));
         return 2;
     }
@@ -76,7 +81,20 @@ int export_command(const QStringList& args) {
         }
     };
     const QString results = project.Path() + QStringLiteral("/results/");
-    if (all) {
+    if (plots) {
+        ExportTasks::setPlotRenderer(&SamplePlots::exportPng);
+        const QStringList names = all ? SampleSpectrumSource::sampleNames(project) : positional.mid(1);
+        for (const QString& name : names) {
+            const QString status = ExportTasks::exportPlots(project.Path(), name);
+            if (status.startsWith(QLatin1String("Warn:"))) {
+                ++failed;
+                err(status + QLatin1Char('\n'));
+            } else {
+                out(results + name + QStringLiteral("_part_tot.png\n") + results + name +
+                    QStringLiteral("_part_red.png\n"));
+            }
+        }
+    } else if (all) {
         QStringList warnings;
         const QString error = OdvExport::exportAll(project, &warnings);
         for (const QString& name : SampleSpectrumSource::sampleNames(project)) {
@@ -95,8 +113,8 @@ int export_command(const QStringList& args) {
     return failed > 0 ? 1 : 0;
 }
 
-static CliRegistrar exportReg({"export", "export odv PROJECT (SAMPLE... | --all)",
-                               "write the particle size spectra of samples as ODV spreadsheets",
+static CliRegistrar exportReg({"export", "export odv|plots PROJECT (SAMPLE... | --all)",
+                               "write the particle size spectra of samples as ODV spreadsheets or plots",
                                &export_command});
 
 } // namespace

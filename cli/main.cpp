@@ -2,11 +2,13 @@
 #include "CliCommand.h"
 #include "KelvoVersion.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -38,12 +40,23 @@ void print_help(FILE* out) {
 
 } // namespace
 
-const std::vector<CliCommand>& cli_commands() { return registry(); }
+const std::vector<CliCommand>& cli_commands() {
+    return registry();
+}
 
-CliRegistrar::CliRegistrar(const CliCommand& command) { registry().push_back(command); }
+CliRegistrar::CliRegistrar(const CliCommand& command) {
+    registry().push_back(command);
+}
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
+    // Plots are drawn by widgets, off screen: only that command needs the GUI application.
+    const bool drawsPlots =
+        argc > 2 && std::strcmp(argv[1], "export") == 0 && std::strcmp(argv[2], "plots") == 0;
+    if (drawsPlots && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    std::unique_ptr<QCoreApplication> app = drawsPlots ? std::make_unique<QApplication>(argc, argv)
+                                                       : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("KelvoApp"));
     QCoreApplication::setApplicationName(QStringLiteral("KelvoApp"));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(kKelvoVersionNumber));

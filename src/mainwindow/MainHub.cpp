@@ -8,6 +8,7 @@
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "processing/ExportTasks.h"
+#include "processing/SamplePlots.h"
 #include "processing/SampleTasks.h"
 #include "project/DemoProject.h"
 #include "project/FPrjSample.h"
@@ -49,6 +50,15 @@ MainHub::MainHub(MainWindow* window)
     window->stackedArea()->addWidget(m_download);
     SampleTasks::install(*m_worker);
     ExportTasks::install(*m_worker);
+    // The worker prepares the figures; the plots, being widgets, are drawn on this thread.
+    ExportTasks::setPlotRenderer(
+        [this](const SampleSpectrumData& sample, const SpectrumSettings& settings, const QString& folder) {
+            QString result;
+            QMetaObject::invokeMethod(
+                this, [&] { result = SamplePlots::exportPng(sample, settings, folder); },
+                Qt::BlockingQueuedConnection);
+            return result;
+        });
     m_samples = new FPrjSample(m_project, m_worker.get());
     window->stackedArea()->addWidget(m_samples);
     connect(m_sequences, &FPrjSeq::ZipVignettesRequested, this, &MainHub::queueZipVignettes);
@@ -85,6 +95,7 @@ MainHub::MainHub(MainWindow* window)
 }
 
 MainHub::~MainHub() {
+    ExportTasks::setPlotRenderer({});
     // The worker goes before the instrument it uses.
     m_worker.reset();
     if (m_demo) {

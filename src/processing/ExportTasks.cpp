@@ -6,7 +6,49 @@
 #include "trace/ZelTraceMgr.h"
 #include "worker/CThWorker.h"
 
+#include <mutex>
+
+namespace {
+
+std::mutex g_rendererMutex;
+ExportTasks::PlotRenderer g_renderer;
+
+} // namespace
+
 namespace ExportTasks {
+
+void setPlotRenderer(PlotRenderer renderer) {
+    std::lock_guard<std::mutex> hold(g_rendererMutex);
+    g_renderer = std::move(renderer);
+}
+
+QString exportPlots(const QString& projectPath, const QString& sample) {
+    const QString status = CThWorker::runningStatus(QStringLiteral("ExportPlots"), sample);
+    PlotRenderer renderer;
+    {
+        std::lock_guard<std::mutex> hold(g_rendererMutex);
+        renderer = g_renderer;
+    }
+    if (!renderer) {
+        return QStringLiteral("Warn: %1 : not available here").arg(status);
+    }
+    Project project;
+    if (!project.Load(projectPath, true)) {
+        return QStringLiteral("Warn: %1 : %2").arg(status, project.LastError());
+    }
+    QString error;
+    const SpectrumSettings settings = SpectrumSettings::load(project.Path(), &error);
+    if (!error.isEmpty()) {
+        GetTraceMgr()->logf("SamplePlots", ZelLevelWarning, "{}", error);
+    }
+    SampleSpectrumData data;
+    if (!SampleSpectrumSource::load(project, sample, settings, &data, &error) ||
+        !(error = renderer(data, settings, project.Path() + QStringLiteral("/results"))).isEmpty()) {
+        GetTraceMgr()->logf("SamplePlots", ZelLevelError, "{}", error);
+        return QStringLiteral("Warn: %1 : %2").arg(status, error);
+    }
+    return status + QStringLiteral(" done!!");
+}
 
 QString exportOdv(const QString& projectPath, const QString& sample, bool projectFile) {
     const QString status = CThWorker::runningStatus(QStringLiteral("ExportODV"), sample);
@@ -31,6 +73,8 @@ QString exportOdv(const QString& projectPath, const QString& sample, bool projec
 }
 
 void install(CThWorker& worker) {
+    worker.setWork(QStringLiteral("ExportPlots"),
+                   [](KelvoTaskInfo& task) { return exportPlots(task.owner, task.target); });
     worker.setWork(QStringLiteral("ExportODV"), [](KelvoTaskInfo& task) {
         return exportOdv(task.owner, task.target, task.args.contains(QLatin1String(kProjectFileArg)));
     });

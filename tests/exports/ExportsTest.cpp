@@ -152,6 +152,17 @@ TEST(OdvExportTest, FileReadBackColumnByColumnAndProjectSettings) {
     EXPECT_EQ(lines[labels + 2], "\t\t\t\t\t\t\t7.50\t0\t\t\t\t");
     EXPECT_TRUE(lines[labels + 3].startsWith("\t\t\t\t\t\t\t12.50\t0.5\t0\t2\t0\t"));
     EXPECT_EQ(lines[labels + 4], "");
+
+    // The plots of the same sample, drawn off screen by the command line.
+    const kelvotest::ProgramRun run = kelvotest::run_program(kelvotest::bin_dir() + QStringLiteral("/kelvo"),
+                                                             {"export", "plots", path, "--all"});
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    for (const char* suffix : {"_part_tot.png", "_part_red.png"}) {
+        const QByteArray png = read_file(path + QStringLiteral("/results/cast \u00e91") + QLatin1String(suffix));
+        ASSERT_GT(png.size(), 24) << suffix;
+        EXPECT_EQ(png.left(8), QByteArray("\x89PNG\r\n\x1a\n", 8));
+        EXPECT_EQ(png.mid(16, 8), QByteArray("\0\0\x03\x84\0\0\x03\xe8", 8)); // 900 x 1000
+    }
 }
 
 TEST(OdvExportTest, RefusalsLeaveTheOlderExport) {
