@@ -608,3 +608,27 @@ TEST(SampleForm, StoreQuestionsAndDeleteWithBackups) {
     EXPECT_EQ(SampleForm::DeleteQuestion().text,
               "You are erasing a sample, result files will be erased.\nDo you want to continue ?");
 }
+
+// A header row shorter than its columns: read as empty cells, and whole once stored again.
+TEST(SampleForm, ShortHeaderRowIsEditedWhole) {
+    FormFixture fx;
+    write_file(fx.project.SampleHeaderPath(),
+               SampleHeaderColumns::All().join(';').toUtf8() + "\nCruise1;;S1;cruise1_short\n");
+    ASSERT_TRUE(fx.project.Load(fx.path));
+    SampleForm f;
+    ASSERT_FALSE(f.Load(fx.project, "cruise1_short").isSet());
+    EXPECT_EQ(f.Get("latitude"), "");
+    const SampleForm good = fx.form();
+    for (const QString& field : SampleForm::Fields()) {
+        if (field != "profileid") {
+            f.Set(field, good.Get(field));
+        }
+    }
+    f.Set("comment", "kept");
+    ASSERT_TRUE(f.Validate(fx.project).ok()) << f.Validate(fx.project).messages.join('\n').toStdString();
+    ASSERT_TRUE(f.Store(fx.project));
+    ASSERT_TRUE(fx.project.Load(fx.path));
+    EXPECT_EQ(fx.project.SampleHeader().Row(0).size(), 27);
+    EXPECT_EQ(fx.project.SampleHeader().Get(0, "comment"), "kept");
+    EXPECT_EQ(fx.project.SampleHeader().Get(0, "profileid"), "cruise1_short");
+}
