@@ -83,7 +83,7 @@ QString SampleForm::Label(const QString& field) {
         {QStringLiteral("integrationtime"), QStringLiteral("Integration time")},
         {QStringLiteral("argoid"), QStringLiteral("Argo ID")},
         {QStringLiteral("pixelsize"), QStringLiteral("Pixel size")},
-        {QStringLiteral("sampledatetime"), QStringLiteral("Sample date & time")},
+        {QStringLiteral("sampledatetime"), QStringLiteral("Sample date-time")},
         {QStringLiteral("constantdepth"), QStringLiteral("Instrument depth")},
     };
     return labels.value(field, field);
