@@ -78,6 +78,11 @@ void DlgCreateSample::build() {
             &DlgCreateSample::onRangeEdited);
     connect(m_editors.value(QStringLiteral("endimg")), &QLineEdit::editingFinished, this,
             &DlgCreateSample::onRangeEdited);
+    // The lines follow the typing; the date-time follows once the field is left.
+    connect(m_editors.value(QStringLiteral("firstimage")), &QLineEdit::textEdited, this,
+            &DlgCreateSample::updateLines);
+    connect(m_editors.value(QStringLiteral("endimg")), &QLineEdit::textEdited, this,
+            &DlgCreateSample::updateLines);
 
     auto* fields = new QWidget(this);
     fields->setLayout(form);
