@@ -166,6 +166,10 @@ int fill_check_store(Project& project, SampleForm& form, const Options& o) {
     bool dateSet = false;
     for (const auto& [field, value] : o.sets) {
         form.Set(field, value);
+        if (field == QLatin1String("filename")) {
+            // The range is checked against the sequence named last.
+            form.OpenSequence(project.Path(), value);
+        }
         rangeSet |= field == QLatin1String("firstimage") || field == QLatin1String("endimg");
         dateSet |= field == QLatin1String("sampledatetime");
     }
@@ -341,7 +345,7 @@ int sample_command(const QStringList& args) {
         err(QStringLiteral("kelvo sample: %1\n").arg(error) + QString::fromLatin1(kUsage));
         return 2;
     }
-    if (o.help || args.isEmpty()) {
+    if (o.help || args.isEmpty() || args[0] == QLatin1String("--help") || args[0] == QLatin1String("-h")) {
         out(QString::fromLatin1(kUsage) + QString::fromLatin1(kHelp) +
             SampleForm::Fields().join(QLatin1Char(' ')) + QLatin1Char('\n'));
         return args.isEmpty() ? 2 : 0;

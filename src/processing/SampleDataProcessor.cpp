@@ -23,12 +23,97 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <deque>
+#include <future>
+#include <thread>
 
 namespace {
 
 constexpr const char* kModule = "SampleDataProcessor";
-// Lines are gathered into blocks of this size before they go to the deflater.
-constexpr int kBlock = 256 * 1024;
+// Lines are gathered into blocks of this size; each block is deflated on its own thread.
+constexpr int kBlock = 512 * 1024;
+// The deflate window: a block is primed with this much of the text before it.
+constexpr int kWindow = 32 * 1024;
+
+// Deflates a text given block after block into one raw deflate stream, several blocks at a time:
+// each block starts from the last 32 KB before it as dictionary and ends on a byte boundary
+// (sync flush), the last one ends the stream, so that the pieces joined in order are the stream
+// of the whole text. The archive's deflate is what a sample costs; the reading of the sequence
+// and the writing of the lines run beside it instead of before it.
+class BlockDeflater {
+public:
+    BlockDeflater()
+        : m_limit(std::max(2u, std::thread::hardware_concurrency()) * 2) {}
+
+    // Queues `block` (and the window before it, which it must not change afterwards).
+    bool add(QByteArray block, bool last) {
+        m_size += block.size();
+        m_crc =
+            crc32(m_crc, reinterpret_cast<const Bytef*>(block.constData()), static_cast<uInt>(block.size()));
+        QByteArray dictionary = m_tail;
+        m_tail = block.size() >= kWindow ? block.right(kWindow) : (m_tail + block).right(kWindow);
+        m_jobs.push_back(std::async(std::launch::async, [block = std::move(block), dictionary, last] {
+            return deflateBlock(block, dictionary, last);
+        }));
+        while (static_cast<int>(m_jobs.size()) > m_limit) {
+            if (!collectOne()) {
+                return false;
+            }
+        }
+        return true;
+    }
+    // Waits for every block; false when zlib failed on one.
+    bool finish() {
+        while (!m_jobs.empty()) {
+            if (!collectOne()) {
+                return false;
+            }
+        }
+        return true;
+    }
+    const std::vector<QByteArray>& pieces() const { return m_pieces; }
+    qint64 size() const { return m_size; }
+    quint32 crc() const { return static_cast<quint32>(m_crc); }
+
+private:
+    static QByteArray deflateBlock(const QByteArray& block, const QByteArray& dictionary, bool last) {
+        z_stream z{};
+        if (deflateInit2(&z, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+            return QByteArray();
+        }
+        if (!dictionary.isEmpty()) {
+            deflateSetDictionary(&z, reinterpret_cast<const Bytef*>(dictionary.constData()),
+                                 static_cast<uInt>(dictionary.size()));
+        }
+        QByteArray out(static_cast<int>(deflateBound(&z, static_cast<uLong>(block.size()))) + 64, '\0');
+        z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(block.constData()));
+        z.avail_in = static_cast<uInt>(block.size());
+        z.next_out = reinterpret_cast<Bytef*>(out.data());
+        z.avail_out = static_cast<uInt>(out.size());
+        const int rc = deflate(&z, last ? Z_FINISH : Z_SYNC_FLUSH);
+        const bool ok = last ? rc == Z_STREAM_END : (rc == Z_OK && z.avail_in == 0);
+        out.resize(static_cast<int>(z.total_out));
+        deflateEnd(&z);
+        return ok ? out : QByteArray();
+    }
+
+    bool collectOne() {
+        QByteArray piece = m_jobs.front().get();
+        m_jobs.pop_front();
+        if (piece.isEmpty()) {
+            return false;
+        }
+        m_pieces.push_back(std::move(piece));
+        return true;
+    }
+
+    int m_limit;
+    std::deque<std::future<QByteArray>> m_jobs;
+    std::vector<QByteArray> m_pieces;
+    QByteArray m_tail;
+    qint64 m_size = 0;
+    uLong m_crc = crc32(0L, Z_NULL, 0);
+};
 
 // Shortest general notation with 6 significant digits, whatever the process's locale.
 void append_number(QByteArray& out, double v) {
@@ -159,12 +244,16 @@ bool SampleDataProcessor::ProcessData(const QString& sample) {
             }
         };
 
-        writeEntry(QStringLiteral("particules.csv"), [&](QuaZipFile& entry) {
+        // "particules.csv": the lines are gathered into blocks deflated beside the formatting,
+        // then the deflated stream goes into the archive as it is.
+        BlockDeflater deflater;
+        bool deflated = true;
+        {
             QByteArray block;
             block.reserve(kBlock + 4096);
             block += seq.HwConfLine() + '\n' + seq.AcqConfLine() + '\n';
             const auto& data = seq.Rows();
-            for (int i = first; i <= last; ++i) {
+            for (int i = first; i <= last && deflated; ++i) {
                 const SequenceHandler::stDataRaw& r = data[static_cast<size_t>(i)];
                 block += r.dateTime;
                 block += ',';
@@ -180,15 +269,37 @@ bool SampleDataProcessor::ProcessData(const QString& sample) {
                 block += ':';
                 block += r.payload;
                 block += '\n';
-                if (block.size() >= kBlock) {
-                    if (entry.write(block) != block.size()) {
-                        return false;
-                    }
-                    block.resize(0);
+                if (block.size() >= kBlock && i < last) {
+                    deflated = deflater.add(std::move(block), false);
+                    block = QByteArray();
+                    block.reserve(kBlock + 4096);
                 }
             }
-            return entry.write(block) == block.size();
-        });
+            deflated = deflated && deflater.add(std::move(block), true) && deflater.finish();
+        }
+        if (!deflated) {
+            failure = QStringLiteral("unable to deflate particules.csv");
+        } else {
+            QuaZipFile entry(&zip);
+            QuaZipNewInfo info(QStringLiteral("particules.csv"));
+            info.dateTime = now;
+            info.uncompressedSize = static_cast<ulong>(deflater.size());
+            if (!entry.open(QIODevice::WriteOnly, info, nullptr, deflater.crc(), Z_DEFLATED,
+                            Z_DEFAULT_COMPRESSION, true)) {
+                failure = QStringLiteral("unable to open particules.csv in %1").arg(temporary);
+            } else {
+                for (const QByteArray& piece : deflater.pieces()) {
+                    if (entry.write(piece) != piece.size()) {
+                        failure = QStringLiteral("unable to write particules.csv in %1").arg(temporary);
+                        break;
+                    }
+                }
+                entry.close();
+                if (failure.isEmpty() && entry.getZipError() != ZIP_OK) {
+                    failure = QStringLiteral("unable to write particules.csv in %1").arg(temporary);
+                }
+            }
+        }
 
         if (failure.isEmpty()) {
             writeEntry(QStringLiteral("metadata.ini"), [&](QuaZipFile& entry) {

@@ -1,6 +1,7 @@
 #include "DlgCreateSample.h"
 
 #include "Project.h"
+#include "SampleHeaderColumns.h"
 #include "app/UiDialogs.h"
 #include "processing/RangeDetector.h"
 #include "trace/FmtQt.h"
@@ -50,7 +51,11 @@ QString DlgCreateSample::HelpText() {
 void DlgCreateSample::build() {
     auto* form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    for (const QString& field : SampleForm::Fields()) {
+    // The editors follow the header's column order; the checks go by field name.
+    QStringList order = SampleHeaderColumns::All();
+    order.removeAll(QStringLiteral("dn"));
+    order.removeAll(QStringLiteral("yoyo"));
+    for (const QString& field : order) {
         if (field == QLatin1String("sampletype")) {
             auto* types = new QHBoxLayout;
             m_rbPressure = new QRadioButton(tr("Depth (P)"), this);
@@ -73,6 +78,11 @@ void DlgCreateSample::build() {
             &DlgCreateSample::onRangeEdited);
     connect(m_editors.value(QStringLiteral("endimg")), &QLineEdit::editingFinished, this,
             &DlgCreateSample::onRangeEdited);
+    // The lines follow the typing; the date-time follows once the field is left.
+    connect(m_editors.value(QStringLiteral("firstimage")), &QLineEdit::textEdited, this,
+            &DlgCreateSample::updateLines);
+    connect(m_editors.value(QStringLiteral("endimg")), &QLineEdit::textEdited, this,
+            &DlgCreateSample::updateLines);
 
     auto* fields = new QWidget(this);
     fields->setLayout(form);
@@ -117,12 +127,19 @@ void DlgCreateSample::build() {
     m_messages->setObjectName(QStringLiteral("lblMessages"));
     m_messages->setTextFormat(Qt::RichText);
     m_messages->setWordWrap(true);
+    m_messages->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    // However many messages a save collects, they can all be read.
+    auto* messages = new QScrollArea(this);
+    messages->setWidget(m_messages);
+    messages->setWidgetResizable(true);
+    messages->setFrameShape(QFrame::NoFrame);
+    messages->setMinimumHeight(fontMetrics().lineSpacing() * 6);
 
     auto* chart = new QVBoxLayout;
     chart->addWidget(m_plot, 1);
     chart->addWidget(m_readout);
     chart->addWidget(help);
-    chart->addWidget(m_messages);
+    chart->addWidget(messages);
 
     auto* top = new QHBoxLayout;
     top->addWidget(scroll);

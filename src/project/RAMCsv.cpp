@@ -122,6 +122,15 @@ void RAMCsv::AddRow(const QStringList& cells) {
     m_rows.append(row);
 }
 
+void RAMCsv::PadRow(int row) {
+    if (row < 0 || row >= m_rows.size()) {
+        return;
+    }
+    while (m_rows[row].size() < m_header.size()) {
+        m_rows[row].append(QString());
+    }
+}
+
 void RAMCsv::RemoveRow(int row) {
     if (row < 0 || row >= m_rows.size()) {
         warn(QStringLiteral("Invalid row id %1>=%2").arg(row).arg(m_rows.size()));

@@ -39,6 +39,8 @@ public:
     // column can be set on it.
     void AddRow(const QStringList& cells);
     void RemoveRow(int row);
+    // Gives a row shorter than the header its missing (empty) cells, so that each can be set.
+    void PadRow(int row);
 
     // Columns whose empty cells are written (and read back) as "nan".
     void SetNumericColumns(const QStringList& names);

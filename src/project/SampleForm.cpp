@@ -32,6 +32,12 @@ bool parse_int(const QString& text, int* value) {
     return ok;
 }
 
+// A cell read by position: a row shorter than the header has empty cells at its end (and no
+// warning for each of them).
+QString cell_of(const RAMCsv& header, int row, const QString& field) {
+    return header.Row(row).value(header.Columns().indexOf(field));
+}
+
 bool is_nan_text(const QString& text) {
     const QString t = text.trimmed();
     return t.isEmpty() || t.compare(QLatin1String("nan"), Qt::CaseInsensitive) == 0;
@@ -77,7 +83,7 @@ QString SampleForm::Label(const QString& field) {
         {QStringLiteral("integrationtime"), QStringLiteral("Integration time")},
         {QStringLiteral("argoid"), QStringLiteral("Argo ID")},
         {QStringLiteral("pixelsize"), QStringLiteral("Pixel size")},
-        {QStringLiteral("sampledatetime"), QStringLiteral("Sample date & time")},
+        {QStringLiteral("sampledatetime"), QStringLiteral("Sample date-time")},
         {QStringLiteral("constantdepth"), QStringLiteral("Instrument depth")},
     };
     return labels.value(field, field);
@@ -114,9 +120,7 @@ void SampleForm::Prefill(const Project& project) {
         for (const char* name : {"cruise", "ship", "comment", "stationid", "argoid", "integrationtime",
                                  "sampletype", "constantdepth"}) {
             const QString field = QLatin1String(name);
-            if (header.HasColumn(field)) {
-                Set(field, header.Get(last, field));
-            }
+            Set(field, cell_of(header, last, field));
         }
     }
     if (!m_seq) {
@@ -149,9 +153,7 @@ SampleForm::Box SampleForm::Load(const Project& project, const QString& sample) 
     }
     const RAMCsv& header = project.SampleHeader();
     for (const QString& field : SampleHeaderColumns::All()) {
-        if (header.HasColumn(field) && header.Locate(field) < header.Row(row).size()) {
-            Set(field, header.Get(row, field));
-        }
+        Set(field, cell_of(header, row, field));
     }
     OpenSequence(project.Path(), Get(QStringLiteral("filename")));
     return {};
@@ -366,7 +368,7 @@ bool SampleForm::changedFrom(const Project& project) const {
     }
     const RAMCsv& header = project.SampleHeader();
     for (const QString& field : Fields()) {
-        if (header.HasColumn(field) && header.Get(row, field) != Get(field)) {
+        if (cell_of(header, row, field) != Get(field)) {
             return true;
         }
     }
@@ -393,17 +395,17 @@ SampleForm::Box SampleForm::OverlapQuestion(const Project& project) const {
     const RAMCsv& header = project.SampleHeader();
     const QString seq = Get(QStringLiteral("filename"));
     for (int r = 0; r < header.RowCount(); ++r) {
-        const QString other = header.Get(r, QStringLiteral("profileid"));
+        const QString other = cell_of(header, r, QStringLiteral("profileid"));
         if (other == m_edited && !m_edited.isEmpty()) {
             continue;
         }
-        if (header.Get(r, QStringLiteral("filename")) != seq) {
+        if (cell_of(header, r, QStringLiteral("filename")) != seq) {
             continue;
         }
         int f = 0;
         int l = 0;
-        if (!parse_int(header.Get(r, QStringLiteral("firstimage")), &f) ||
-            !parse_int(header.Get(r, QStringLiteral("endimg")), &l)) {
+        if (!parse_int(cell_of(header, r, QStringLiteral("firstimage")), &f) ||
+            !parse_int(cell_of(header, r, QStringLiteral("endimg")), &l)) {
             continue;
         }
         if (f <= last && first <= l) {
@@ -451,6 +453,9 @@ bool SampleForm::Store(Project& project, QString* error) {
     }
     for (const QString& field : Fields()) {
         header.AddColumn(field);
+    }
+    header.PadRow(row);
+    for (const QString& field : Fields()) {
         header.Set(row, field, Get(field));
     }
     if (!project.SaveSampleHeader()) {

@@ -218,6 +218,35 @@ TEST(SampleDataProcessor, AFailedWriteKeepsTheOldArchiveAndTheTaskSaysWhy) {
     EXPECT_EQ(read_file(path + "/maridata/cast_x"), QByteArray("a file"));
 }
 
+// A long sample is deflated in blocks on several threads: the entry must still read back as the
+// exact text, every line in order, across the block boundaries.
+TEST(SampleDataProcessor, LongSampleReadsBackWhole) {
+    const QString path = make_sample_project();
+    std::vector<SeqRow> rows;
+    for (int i = 0; i < 30000; ++i) {
+        rows.push_back({i % 97 == 0 ? kNaN : i * 0.01, i % 2 == 0 ? '0' : '1', i % 50});
+    }
+    write_sequence(path, "S1", rows, kHw, kAcq);
+    Project p;
+    ASSERT_TRUE(p.Load(path));
+    add_sample(p, {{"firstimage", "3"}, {"endimg", "29998"}});
+    ASSERT_TRUE(SampleDataProcessor(p).ProcessData("cast_st01"));
+    QByteArray expected = kHw + "\n" + kAcq + "\n";
+    for (int i = 3; i <= 29998; ++i) {
+        QByteArray line = data_line(i, rows[static_cast<size_t>(i)]);
+        const int comma = line.indexOf(',');
+        const QByteArray p6 = std::isnan(rows[static_cast<size_t>(i)].pressure)
+                                  ? QByteArray("nan")
+                                  : QByteArray::fromStdString(fmt::format(
+                                        "{:.6g}", static_cast<double>(static_cast<float>(i * 0.01))));
+        line = line.left(comma + 1) + p6 + line.mid(line.indexOf(',', comma + 1));
+        expected += line + "\n";
+    }
+    const QByteArray csv = SampleHandler(path).getParticuleCSVContent("cast_st01");
+    ASSERT_GT(csv.size(), 2 * 512 * 1024);
+    EXPECT_TRUE(csv == expected);
+}
+
 TEST(SampleHandler, ReadFailuresAreTold) {
     const QString path = make_sample_project();
     const SampleHandler files(path);
@@ -578,4 +607,28 @@ TEST(SampleForm, StoreQuestionsAndDeleteWithBackups) {
     EXPECT_EQ(read_file(fx.path + "/meta/" + backups.first()), twoSamples);
     EXPECT_EQ(SampleForm::DeleteQuestion().text,
               "You are erasing a sample, result files will be erased.\nDo you want to continue ?");
+}
+
+// A header row shorter than its columns: read as empty cells, and whole once stored again.
+TEST(SampleForm, ShortHeaderRowIsEditedWhole) {
+    FormFixture fx;
+    write_file(fx.project.SampleHeaderPath(),
+               SampleHeaderColumns::All().join(';').toUtf8() + "\nCruise1;;S1;cruise1_short\n");
+    ASSERT_TRUE(fx.project.Load(fx.path));
+    SampleForm f;
+    ASSERT_FALSE(f.Load(fx.project, "cruise1_short").isSet());
+    EXPECT_EQ(f.Get("latitude"), "");
+    const SampleForm good = fx.form();
+    for (const QString& field : SampleForm::Fields()) {
+        if (field != "profileid") {
+            f.Set(field, good.Get(field));
+        }
+    }
+    f.Set("comment", "kept");
+    ASSERT_TRUE(f.Validate(fx.project).ok()) << f.Validate(fx.project).messages.join('\n').toStdString();
+    ASSERT_TRUE(f.Store(fx.project));
+    ASSERT_TRUE(fx.project.Load(fx.path));
+    EXPECT_EQ(fx.project.SampleHeader().Row(0).size(), 27);
+    EXPECT_EQ(fx.project.SampleHeader().Get(0, "comment"), "kept");
+    EXPECT_EQ(fx.project.SampleHeader().Get(0, "profileid"), "cruise1_short");
 }

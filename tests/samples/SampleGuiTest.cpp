@@ -2,11 +2,13 @@
 // range lines following the fields and the fields following the lines, detection, the questions,
 // and the page's table and tasks.
 #include "SampleFixture.h"
+#include "mainwindow/MainFlows.h"
 #include "processing/SampleDataProcessor.h"
 #include "processing/ExportTasks.h"
 #include "processing/SampleTasks.h"
 #include "project/DlgCreateSample.h"
 #include "project/FPrjSample.h"
+#include "project/FPrjSeq.h"
 #include "project/Project.h"
 #include "project/SampleForm.h"
 #include "project/modelPrjSample.h"
@@ -22,6 +24,7 @@
 #include <QRadioButton>
 #include <QTableView>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 #include <qcustomplot.h>
@@ -256,4 +259,28 @@ TEST(FPrjSample, TableTooltipsAndQueuedWork) {
     f.project.SampleHeader().RemoveRow(1);
     Q_EMIT f.project.SamplesUpdated();
     EXPECT_EQ(m->rowCount(), 1);
+}
+
+// "Create sample" on the sequences page opens the sample dialog on the selected sequence.
+TEST(FPrjSample, CreateSampleFromTheSequencesPageOpensTheDialog) {
+    Fixture f;
+    ScriptedDialogs dialogs;
+    QWidget window;
+    FPrjSeq sequences(&f.project);
+    MainFlows::Parts parts;
+    parts.window = &window;
+    parts.project = &f.project;
+    parts.sequencesPage = &sequences;
+    MainFlows flows(parts);
+    ASSERT_TRUE(sequences.SelectSequence("S1"));
+    QString seen;
+    QTimer::singleShot(0, [&] {
+        if (auto* dlg = qobject_cast<DlgCreateSample*>(QApplication::activeModalWidget())) {
+            seen = dlg->GET("filename");
+            dlg->reject();
+        }
+    });
+    click(sequences, "BtCreateSample");
+    EXPECT_EQ(seen, "S1");
+    EXPECT_TRUE(dialogs.seen.empty());
 }
