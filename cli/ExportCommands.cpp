@@ -8,6 +8,7 @@
 #include "processing/SampleSpectrumSource.h"
 #include "project/Project.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -118,6 +119,32 @@ static CliRegistrar exportReg({"export", "export odv|plots PROJECT (SAMPLE... | 
                                &export_command});
 
 } // namespace
+
+// `kelvo sample images PROJECT (SAMPLE... | --all)`: the sample image archives.
+int sample_images_command(const QStringList& args) {
+    QStringList names = args.mid(1);
+    const bool all = names.removeAll(QStringLiteral("--all")) > 0;
+    if (names.isEmpty() || all == (names.size() > 1) ||
+        std::any_of(names.begin(), names.end(),
+                    [](const QString& n) { return n.startsWith(QLatin1String("--")); })) {
+        err(QStringLiteral("Usage: kelvo sample images PROJECT (SAMPLE... | --all)\n"));
+        return 2;
+    }
+    Project project;
+    if (!open_project(names.takeFirst(), project)) {
+        return 1;
+    }
+    if (all) {
+        names = SampleSpectrumSource::sampleNames(project);
+    }
+    int failed = 0;
+    for (const QString& name : names) {
+        const QString status = ExportTasks::buildImages(project.Path(), name);
+        failed += status.startsWith(QLatin1String("Warn:")) ? 1 : 0;
+        out(QStringLiteral("%1: %2\n").arg(name, status));
+    }
+    return failed > 0 ? 1 : 0;
+}
 
 // `kelvo sample spectrum PROJECT SAMPLE`: the binned table as TSV on standard output.
 int sample_spectrum_command(const QStringList& args) {

@@ -14,7 +14,9 @@
 #include <cstdio>
 #include <fmt/format.h>
 
-int sample_spectrum_command(const QStringList& args); // ExportCommands.cpp
+// ExportCommands.cpp
+int sample_spectrum_command(const QStringList& args);
+int sample_images_command(const QStringList& args);
 
 namespace {
 
@@ -26,7 +28,8 @@ const char* const kUsage =
     "       kelvo sample delete PROJECT NAME --yes\n"
     "       kelvo sample detect-range PROJECT SEQ --type P|T\n"
     "       kelvo sample process PROJECT (NAME... | --all)\n"
-    "       kelvo sample spectrum PROJECT NAME\n";
+    "       kelvo sample spectrum PROJECT NAME\n"
+    "       kelvo sample images PROJECT (NAME... | --all)\n";
 
 const char* const kHelp =
     "\n"
@@ -43,6 +46,8 @@ const char* const kHelp =
     "              failed).\n"
     "spectrum      the particle size spectra of a processed sample, binned by depth (or by time),\n"
     "              as tab-separated lines: abundance per size class and total biovolume.\n"
+    "images        the sample image archive maridata/NAME/NAME_Images.zip: the range's vignettes\n"
+    "              as PNG and their object table (exit 1 if any failed).\n"
     "--yes         answers Save to the questions the dialog would ask (results discarded, images\n"
     "              shared with another sample); without it they refuse.\n"
     "FIELD         one of: ";
@@ -339,6 +344,9 @@ int sample_command(const QStringList& args) {
     if (args.value(0) == QLatin1String("spectrum")) {
         return sample_spectrum_command(args); // options of its own
     }
+    if (args.value(0) == QLatin1String("images")) {
+        return sample_images_command(args);
+    }
     Options o;
     QString error;
     if (!parse(args, o, error)) {
@@ -374,7 +382,7 @@ int sample_command(const QStringList& args) {
 }
 
 static CliRegistrar sampleReg(
-    {"sample", "sample list|create|edit|delete|detect-range|process|spectrum PROJECT ...",
+    {"sample", "sample list|create|edit|delete|detect-range|process|spectrum|images PROJECT ...",
      "list, create, edit, delete and process the samples of a project; detect a range", &sample_command});
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "ExportTasks.h"
 
 #include "OdvExport.h"
+#include "SampleImageArchive.h"
 #include "project/Project.h"
 #include "trace/FmtQt.h"
 #include "trace/ZelTraceMgr.h"
@@ -20,6 +21,30 @@ namespace ExportTasks {
 void setPlotRenderer(PlotRenderer renderer) {
     std::lock_guard<std::mutex> hold(g_rendererMutex);
     g_renderer = std::move(renderer);
+}
+
+QString buildImages(const QString& projectPath, const QString& sample) {
+    const QString status = CThWorker::runningStatus(QStringLiteral("Images"), sample);
+    Project project;
+    if (!project.Load(projectPath, true)) {
+        return QStringLiteral("Warn: %1 : %2").arg(status, project.LastError());
+    }
+    QStringList warnings;
+    const QString error = SampleImageArchive::build(project, sample, &warnings);
+    for (const QString& w : warnings) {
+        GetTraceMgr()->logf("SampleImageArchive", ZelLevelWarning, "{}", w);
+    }
+    if (!error.isEmpty()) {
+        GetTraceMgr()->logf("SampleImageArchive", ZelLevelError, "{}", error);
+        return QStringLiteral("Warn: %1 : %2").arg(status, error);
+    }
+    if (!warnings.isEmpty()) {
+        return QStringLiteral("Warn: %1 : %2 vignette(s) left out: %3")
+            .arg(status)
+            .arg(warnings.size())
+            .arg(warnings.join(QStringLiteral("; ")));
+    }
+    return status + QStringLiteral(" done!!");
 }
 
 QString exportPlots(const QString& projectPath, const QString& sample) {
@@ -73,6 +98,8 @@ QString exportOdv(const QString& projectPath, const QString& sample, bool projec
 }
 
 void install(CThWorker& worker) {
+    worker.setWork(QStringLiteral("Images"),
+                   [](KelvoTaskInfo& task) { return buildImages(task.owner, task.target); });
     worker.setWork(QStringLiteral("ExportPlots"),
                    [](KelvoTaskInfo& task) { return exportPlots(task.owner, task.target); });
     worker.setWork(QStringLiteral("ExportODV"), [](KelvoTaskInfo& task) {

@@ -25,6 +25,9 @@ using PlotRenderer = std::function<QString(const SampleSpectrumData& sample, con
                                            const QString& folder)>;
 void setPlotRenderer(PlotRenderer renderer);
 
+// The sample image archive of `sample`; the task's final status.
+QString buildImages(const QString& projectPath, const QString& sample);
+
 // "results/<sample>_part_tot.png" and "_part_red.png"; the task's final status.
 QString exportPlots(const QString& projectPath, const QString& sample);
 

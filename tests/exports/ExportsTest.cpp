@@ -3,7 +3,9 @@
 // computed by hand.
 #include "processing/OdvExport.h"
 #include "processing/ParticleSpectrum.h"
+#include "processing/SampleImageArchive.h"
 #include "project/Project.h"
+#include "samples/SampleFixture.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
@@ -158,7 +160,8 @@ TEST(OdvExportTest, FileReadBackColumnByColumnAndProjectSettings) {
                                                              {"export", "plots", path, "--all"});
     ASSERT_EQ(run.status, 0) << run.err.toStdString();
     for (const char* suffix : {"_part_tot.png", "_part_red.png"}) {
-        const QByteArray png = read_file(path + QStringLiteral("/results/cast \u00e91") + QLatin1String(suffix));
+        const QByteArray png =
+            read_file(path + QStringLiteral("/results/cast \u00e91") + QLatin1String(suffix));
         ASSERT_GT(png.size(), 24) << suffix;
         EXPECT_EQ(png.left(8), QByteArray("\x89PNG\r\n\x1a\n", 8));
         EXPECT_EQ(png.mid(16, 8), QByteArray("\0\0\x03\x84\0\0\x03\xe8", 8)); // 900 x 1000
@@ -194,4 +197,89 @@ TEST(OdvExportTest, RefusalsLeaveTheOlderExport) {
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "Sample cast \xc3\xa9"
                        "1 has no particle archive: process its data first\n");
+}
+
+namespace {
+
+// A w x h vignette with a `rw` x `rh` rectangle of grey 200 at (2, 3) on a black background.
+QByteArray vignette(int w, int h, int rw, int rh) {
+    QByteArray v(4 + w * h, '\0');
+    v[0] = static_cast<char>(w);
+    v[2] = static_cast<char>(h);
+    for (int y = 3; y < 3 + rh; ++y) {
+        for (int x = 2; x < 2 + rw; ++x) {
+            v[4 + y * w + x] = static_cast<char>(200);
+        }
+    }
+    return v;
+}
+
+} // namespace
+
+TEST(SampleImageArchiveTest, RangeVignettesAsPngAndTheirObjectTable) {
+    const QString path = kelvotest::make_sample_project();
+    kelvotest::write_sequence(path, QStringLiteral("S1"), kelvotest::profile(6, 10, 0),
+                              kelvotest::hw_line({{"Threshold", "10"}}));
+    write_file(path + QStringLiteral("/meta/kelvo6_header_sn000120lp_2024_cast.txt"),
+               "cruise;profileid;filename;firstimage;endimg;latitude;longitude;aa;exp;volimage;pixelsize\n"
+               "cr;s1;S1;1;3;-10.5;20.25;0.01;1;0.5;73\n");
+    {
+        QuaZip zip(path + QStringLiteral("/raw/S1/images.zip"));
+        ASSERT_TRUE(zip.open(QuaZip::mdCreate));
+        const std::pair<const char*, QByteArray> entries[] = {
+            {"img_0000/S1_000000_00.vig", vignette(20, 16, 10, 6)}, // before the range
+            {"img_0000/S1_000002_00.vig", vignette(20, 16, 10, 6)},
+            {"img_0000/S1_000003_01.vig", vignette(20, 16, 10, 6).left(100)}, // truncated
+        };
+        for (const auto& [name, bytes] : entries) {
+            QuaZipFile entry(&zip);
+            ASSERT_TRUE(entry.open(QIODevice::WriteOnly, QuaZipNewInfo(QLatin1String(name))));
+            entry.write(bytes);
+        }
+    }
+    Project project;
+    ASSERT_TRUE(project.Load(path, true));
+    QStringList warnings;
+    ASSERT_EQ(SampleImageArchive::build(project, QStringLiteral("s1"), &warnings), QString());
+    EXPECT_EQ(warnings, QStringList{QStringLiteral("img_0000/S1_000003_01.vig: not a vignette (100 bytes)")});
+
+    QuaZip zip(path + QStringLiteral("/maridata/s1/s1_Images.zip"));
+    ASSERT_TRUE(zip.open(QuaZip::mdUnzip));
+    EXPECT_EQ(zip.getFileNameList(), (QStringList{"S1_000002_00.png", "objects_s1.tsv"}));
+    zip.setCurrentFile(QStringLiteral("objects_s1.tsv"));
+    QuaZipFile table(&zip);
+    ASSERT_TRUE(table.open(QIODevice::ReadOnly));
+    const QList<QByteArray> rows = table.readAll().split('\n');
+    ASSERT_EQ(rows.size(), 4); // names, types, one vignette, and the final line end
+    EXPECT_EQ(rows[0], SampleImageArchive::columns().join(QLatin1Char('\t')).toUtf8());
+    EXPECT_TRUE(
+        rows[0].startsWith("img_file_name\timg_rank\tobject_id\tobject_lat\tobject_lon\tobject_date\t"));
+    EXPECT_EQ(rows[1].count("[t]") + rows[1].count("[f]"), rows[0].count('\t') + 1);
+    const QList<QByteArray> f = rows[2].split('\t');
+    ASSERT_EQ(f.size(), SampleImageArchive::columns().size());
+    const auto at = [&](const char* column) {
+        return f.value(static_cast<int>(SampleImageArchive::columns().indexOf(QLatin1String(column))));
+    };
+    EXPECT_EQ(at("img_file_name"), "S1_000002_00.png");
+    EXPECT_EQ(at("object_lat"), "-10.5");
+    EXPECT_EQ(at("object_lon"), "20.25");
+    EXPECT_EQ(at("object_date"), "20240301");
+    EXPECT_EQ(at("object_time"), "060002");
+    EXPECT_EQ(at("object_depth_min"), "4");
+    EXPECT_EQ(at("object_area"), "60"); // the rectangle; the background is at the threshold or below
+    EXPECT_NEAR(at("object_esd").toDouble(), 2 * std::sqrt(0.6 / std::numbers::pi), 1e-5);
+    EXPECT_EQ(at("object_mean"), "200");
+    EXPECT_EQ(at("object_stddev"), "0");
+    EXPECT_NEAR(at("object_major").toDouble(), std::sqrt(132.0), 1e-4);
+    EXPECT_NEAR(at("object_minor").toDouble(), std::sqrt(8 * (35.0 / 12 + 99.0 / 12 - (99.0 - 35.0) / 12)),
+                1e-4);
+    EXPECT_EQ(at("object_perimeter"), "28");
+    EXPECT_EQ(at("sample_id"), "s1");
+    EXPECT_EQ(at("acq_id"), "S1");
+
+    // A sequence without images.zip: refused, the archive already written stays.
+    QFile::remove(path + QStringLiteral("/raw/S1/images.zip"));
+    EXPECT_EQ(SampleImageArchive::build(project, QStringLiteral("s1"), nullptr),
+              QStringLiteral("Sequence S1 has no images.zip: download it or build it first"));
+    EXPECT_TRUE(QFileInfo::exists(path + QStringLiteral("/maridata/s1/s1_Images.zip")));
 }

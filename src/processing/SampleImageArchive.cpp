@@ -1,0 +1,226 @@
+#include "SampleImageArchive.h"
+
+#include "KelvoVersion.h"
+#include "OdvExport.h"
+#include "ParallelZipWriter.h"
+#include "Vignette.h"
+#include "project/Project.h"
+#include "project/SequenceHandler.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <opencv2/imgcodecs.hpp>
+#include <quazip/quazip.h>
+#include <quazip/quazipfile.h>
+
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+
+namespace {
+
+struct Column {
+    const char* name;
+    bool number;
+};
+
+const Column kColumns[] = {
+    {"img_file_name", false},   {"img_rank", true},
+    {"object_id", false},       {"object_lat", true},
+    {"object_lon", true},       {"object_date", false},
+    {"object_time", false},     {"object_depth_min", true},
+    {"object_depth_max", true}, {"object_area", true},
+    {"object_esd", true},       {"object_mean", true},
+    {"object_stddev", true},    {"object_major", true},
+    {"object_minor", true},     {"object_perimeter", true},
+    {"sample_id", false},       {"sample_cruise", false},
+    {"sample_station", false},  {"acq_id", false},
+    {"acq_pixel_size", true},   {"acq_aa", true},
+    {"acq_exp", true},          {"acq_volimage", true},
+    {"process_soft", false},    {"process_soft_version", false},
+    {"process_date", false},
+};
+
+QString config_value(const SequenceHandler::ConfigFields& fields, const char* name) {
+    for (const auto& f : fields) {
+        if (f.first == QLatin1String(name)) {
+            return QString::fromUtf8(f.second).trimmed();
+        }
+    }
+    return QString();
+}
+
+QString number(double v) {
+    return std::isfinite(v) ? QString::number(v, 'g', 6) : QString();
+}
+
+// A field of the table: no TAB or line end may split a row.
+QString cell(const QString& text) {
+    QString t = text;
+    t.replace(QLatin1Char('\t'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+    return t.remove(QLatin1Char('\r'));
+}
+
+} // namespace
+
+namespace SampleImageArchive {
+
+QStringList columns() {
+    QStringList names;
+    for (const Column& c : kColumns) {
+        names << QLatin1String(c.name);
+    }
+    return names;
+}
+
+QStringList types() {
+    QStringList t;
+    for (const Column& c : kColumns) {
+        t << (c.number ? QStringLiteral("[f]") : QStringLiteral("[t]"));
+    }
+    return t;
+}
+
+QString build(const Project& project, const QString& sample, QStringList* warnings) {
+    const RAMCsv& header = project.SampleHeader();
+    int row = -1;
+    for (int r = 0; r < header.RowCount() && row < 0; ++r) {
+        if (header.Get(r, QStringLiteral("profileid")) == sample) {
+            row = r;
+        }
+    }
+    if (row < 0) {
+        return QStringLiteral("Sample %1 not found").arg(sample);
+    }
+    const auto field = [&](const char* name) { return header.Get(row, QLatin1String(name)).trimmed(); };
+    const QString seq = field("filename");
+    bool okFirst = false;
+    bool okLast = false;
+    const int first = field("firstimage").toInt(&okFirst);
+    const int last = field("endimg").toInt(&okLast);
+    if (!okFirst || !okLast || last < first) {
+        return QStringLiteral("Sample %1 has no valid image range").arg(sample);
+    }
+    SequenceHandler sequence(project.Path(), seq);
+    if (!sequence.ReadDataFile()) {
+        return QStringLiteral("Sample %1: unable to read the data file of sequence %2").arg(sample, seq);
+    }
+    const QString source = sequence.SequenceFolder() + QStringLiteral("/images.zip");
+    if (!QFileInfo::exists(source)) {
+        return QStringLiteral("Sequence %1 has no images.zip: download it or build it first").arg(seq);
+    }
+    QuaZip in(source);
+    if (!in.open(QuaZip::mdUnzip)) {
+        return QStringLiteral("Unable to open %1 (error %2)").arg(source).arg(in.getZipError());
+    }
+    bool okThreshold = false;
+    const int threshold = config_value(sequence.HwConfFields(), "Threshold").toInt(&okThreshold);
+    const double aa = field("aa").toDouble();
+    const double exp = field("exp").toDouble();
+    const double lat = OdvExport::decimalDegrees(field("latitude"));
+    const double lon = OdvExport::decimalDegrees(field("longitude"));
+    const QString processDate = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd"));
+
+    const QString folder = project.Path() + QStringLiteral("/maridata/") + sample;
+    QDir().mkpath(folder);
+    const QString target = folder + QStringLiteral("/%1_Images.zip").arg(sample);
+    const QString temporary = folder + QStringLiteral("/.%1_Images.zip.partial").arg(sample);
+    ParallelZipWriter out;
+    if (!out.open(temporary)) {
+        return out.error();
+    }
+    QStringList table{columns().join(QLatin1Char('\t')), types().join(QLatin1Char('\t'))};
+    QuaZipFile entry(&in);
+    for (bool more = in.goToFirstFile(); more; more = in.goToNextFile()) {
+        const QString name = in.getCurrentFileName();
+        int image = 0;
+        int object = 0;
+        if (!Vignette::parseName(name, &image, &object) || image < first || image > last) {
+            continue;
+        }
+        if (!entry.open(QIODevice::ReadOnly)) {
+            if (warnings != nullptr) {
+                *warnings << QStringLiteral("%1: unreadable entry").arg(name);
+            }
+            continue;
+        }
+        const QByteArray bytes = entry.readAll();
+        entry.close();
+        const cv::Mat picture = Vignette::decode(bytes);
+        if (picture.empty()) {
+            if (warnings != nullptr) {
+                *warnings << QStringLiteral("%1: not a vignette (%2 bytes)").arg(name).arg(bytes.size());
+            }
+            continue;
+        }
+        std::vector<uchar> png;
+        cv::imencode(".png", picture, png);
+        const QString pngName = QFileInfo(name).completeBaseName() + QStringLiteral(".png");
+        if (!out.add(pngName,
+                     QByteArray(reinterpret_cast<const char*>(png.data()), static_cast<int>(png.size())))) {
+            break;
+        }
+        const Vignette::Measures m = Vignette::measure(picture, okThreshold ? threshold : 0);
+        const double esd =
+            m.areaPixels > 0 ? 2.0 * std::sqrt(aa * std::pow(m.areaPixels, exp) / std::numbers::pi) : 0;
+        const auto& rows = sequence.Rows();
+        const bool known = image < static_cast<int>(rows.size());
+        const QDateTime when =
+            known ? ParticleSpectrum::parseImageTime(rows[static_cast<std::size_t>(image)].dateTime)
+                  : QDateTime();
+        const double depth = known ? rows[static_cast<std::size_t>(image)].pressure : NAN;
+        const QStringList cells{pngName,
+                                QStringLiteral("0"),
+                                QFileInfo(name).completeBaseName(),
+                                number(lat),
+                                number(lon),
+                                when.isValid() ? when.toString(QStringLiteral("yyyyMMdd")) : QString(),
+                                when.isValid() ? when.toString(QStringLiteral("hhmmss")) : QString(),
+                                number(depth),
+                                number(depth),
+                                QString::number(m.areaPixels),
+                                number(esd),
+                                number(m.meanGrey),
+                                number(m.stdGrey),
+                                number(m.majorAxis),
+                                number(m.minorAxis),
+                                number(m.perimeter),
+                                sample,
+                                field("cruise"),
+                                field("stationid"),
+                                seq,
+                                field("pixelsize"),
+                                field("aa"),
+                                field("exp"),
+                                field("volimage"),
+                                QStringLiteral("KelvoApp"),
+                                QString::fromLatin1(kKelvoVersionNumber),
+                                processDate};
+        QStringList clean;
+        for (const QString& c : cells) {
+            clean << cell(c);
+        }
+        table << clean.join(QLatin1Char('\t'));
+    }
+    in.close();
+    if (!out.error().isEmpty()) {
+        out.abandon();
+        QFile::remove(temporary);
+        return out.error();
+    }
+    out.add(QStringLiteral("objects_%1.tsv").arg(sample),
+            (table.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
+    // rename() replaces the older archive in one step: there is always one whole archive.
+    if (!out.close(true) ||
+        ::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(target).constData()) != 0) {
+        const QString why =
+            out.error().isEmpty() ? QStringLiteral("Unable to write %1").arg(target) : out.error();
+        QFile::remove(temporary);
+        return why;
+    }
+    return QString();
+}
+
+} // namespace SampleImageArchive
