@@ -211,13 +211,24 @@ TEST_F(TerminalGuiTest, EnterRunsWhatWasTypedAndEveryLineRunEntersTheHistory) {
         ASSERT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 10000)) << line;
         EXPECT_EQ(box->currentText(), QString()) << line;
     }
+    // A line of the completer's list picked with the arrow keys is run as picked.
+    {
+        const int before = finished;
+        QTest::keyClicks(box->lineEdit(), QStringLiteral("hwconf l"));
+        QWidget* popup = QApplication::activePopupWidget();
+        ASSERT_NE(popup, nullptr);
+        QTest::keyClick(popup, Qt::Key_Down);
+        QTest::keyClick(popup, Qt::Key_Return);
+        ASSERT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 10000));
+        EXPECT_EQ(box->currentText(), QString());
+    }
     QCoreApplication::processEvents();
     set_comm_error_hook({});
     const QStringList lines = viewLines();
     // "hwconf" is run as typed, although the list offers "hwconf load".
     EXPECT_EQ(lines.filter(QStringLiteral("[ME]")),
               (QStringList{QStringLiteral("[ME] hwconf"), QStringLiteral("[ME] $stop;"),
-                           QStringLiteral("[ME] hwconf")}));
+                           QStringLiteral("[ME] hwconf"), QStringLiteral("[ME] hwconf load")}));
     EXPECT_TRUE(
         lines.contains(QStringLiteral("[VortOS]: Serial port /dev/kelvo-test-none is not open (No such file "
                                       "or directory), \"$stop;\" needs the instrument !")));
@@ -225,9 +236,9 @@ TEST_F(TerminalGuiTest, EnterRunsWhatWasTypedAndEveryLineRunEntersTheHistory) {
 
     // Newest first, no duplicates, before the quick commands it does not repeat; kept for the
     // next window.
-    const QStringList expected{QStringLiteral("hwconf"),         QStringLiteral("$stop;"),
-                               QStringLiteral("acqconf load 0"), QStringLiteral("hwconf load"),
-                               QStringLiteral("$USER;"),         QStringLiteral("$start:ACQ_CTD;")};
+    const QStringList expected{QStringLiteral("hwconf load"), QStringLiteral("hwconf"),
+                               QStringLiteral("$stop;"),      QStringLiteral("acqconf load 0"),
+                               QStringLiteral("$USER;"),      QStringLiteral("$start:ACQ_CTD;")};
     const auto items = [](const QComboBox* b) {
         QStringList all;
         for (int i = 0; i < b->count(); ++i) {
