@@ -60,6 +60,11 @@ DlgAppSettings::DlgAppSettings(QWidget* parent)
     form->addRow(QStringLiteral("UDP port"), lblUdpPort);
     auto* note = new QLabel(QStringLiteral("Restarting application may be required"), this);
     note->setObjectName(QStringLiteral("lblNote"));
+    // The coloured buttons' style has no padding: their width comes from their text.
+    for (QPushButton* b : {btSave, btCancel}) {
+        b->ensurePolished();
+        b->setMinimumWidth(b->fontMetrics().horizontalAdvance(b->text()) + 28);
+    }
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
     buttons->addWidget(btCancel);

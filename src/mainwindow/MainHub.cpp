@@ -25,6 +25,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QStackedWidget>
 #include <QStandardPaths>
 #include <QTimer>
@@ -227,7 +228,17 @@ ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
                topLevel("DlgAcqParamViewer")});
     tour->add({QStringLiteral("timetable-viewer.png"), [this] { m_flows->viewTimetable(); },
                topLevel("DlgTimetableViewer")});
-    tour->add(
-        {QStringLiteral("terminal.png"), [this] { open_terminal(m_window); }, topLevel("DlgSerialTerminal")});
+    // The terminal with a command's output in it.
+    tour->add({QStringLiteral("terminal.png"),
+               [this] {
+                   DlgSerialTerminal* terminal = open_terminal(m_window);
+                   if (auto* command = terminal->findChild<QComboBox*>(QStringLiteral("edCommand"))) {
+                       command->setEditText(QStringLiteral("help"));
+                       terminal->on_BtSend_clicked();
+                   }
+               },
+               topLevel("DlgSerialTerminal")});
+    tour->add({QStringLiteral("settings.png"), [this] { m_window->showAppSettings(); },
+               topLevel("DlgAppSettings")});
     return tour;
 }

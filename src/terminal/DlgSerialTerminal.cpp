@@ -141,10 +141,11 @@ void DlgSerialTerminal::fillCommandList() {
             items << quick;
         }
     }
+    const QString typed = m_command->currentText();
     m_command->clear();
     m_command->addItems(items);
     m_command->setCurrentIndex(-1);
-    m_command->setEditText(QString());
+    m_command->setEditText(typed);
 }
 
 void DlgSerialTerminal::setBusy(bool busy, const QString& what) {
@@ -181,11 +182,23 @@ void DlgSerialTerminal::on_BtSend_clicked() {
 
 void DlgSerialTerminal::submit(const QString& text) {
     // The field is emptied at once, so that the next line typed never joins this one.
+    m_command->setEditText(QString());
+    m_command->setFocus();
     if (!text.trimmed().isEmpty()) {
         AppSettings::addTerminalHistory(text.trimmed());
+        // Enter is still being handled by the combo box and its completer, which hold indexes
+        // of the list and write a line picked from it back into the field: the list is refilled
+        // and that line taken out once they are done.
+        QMetaObject::invokeMethod(
+            this,
+            [this, text] {
+                if (m_command->currentText() == text) {
+                    m_command->setEditText(QString());
+                }
+                fillCommandList();
+            },
+            Qt::QueuedConnection);
     }
-    fillCommandList();
-    m_command->setFocus();
     if (m_busy) {
         if (!text.trimmed().isEmpty()) {
             m_queue << text;

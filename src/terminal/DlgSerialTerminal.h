@@ -36,8 +36,6 @@ public:
     TerminalView* view() const { return m_view; }
     // True while a command or a serial read runs.
     bool isBusy() const { return m_busy; }
-    // Lines sent while a command ran, in the order they will run.
-    const QStringList& queuedLines() const { return m_queue; }
 
 public slots:
     void on_BtSend_clicked();

@@ -57,6 +57,58 @@ TEST(DlgAppSettings, FieldsShowDefaultsAndDevicesSaveAnyPathAndCancelWritesNothi
     EXPECT_EQ(s.value("localip").toString(), "127.0.0.2");
 }
 
+TEST(DlgAppSettings, LocalIpIsAutoOrIPv4AndAMissingPortIsKeptWithAWarning) {
+    QSettings().clear();
+    const QString dev = kelvotest::make_temp_dir("dev");
+    kelvotest::write_file(dev + "/ttyUSB0", "");
+    DlgAppSettings dlg;
+    dlg.setDeviceRoot(dev);
+    const struct {
+        const char* ip;
+        bool saved;
+    } cases[] = {{"192.168.0.10", true}, {"auto", true}, {"192.168.0", false},
+                 {"localhost", false},   {"", false},    {"300.1.1.1", false}};
+    for (const auto& c : cases) {
+        QSettings().setValue("localip", "before");
+        dlg.open();
+        dlg.edSerialPort->setEditText(dev + "/ttyUSB0");
+        EXPECT_FALSE(dlg.lblPortWarning->isVisible()) << c.ip;
+        dlg.edIP->setText(c.ip);
+        kelvotest::ScriptedDialogs dialogs;
+        if (!c.saved) {
+            dialogs.expect(QMessageBox::Ok);
+        }
+        QTest::mouseClick(dlg.btSave, Qt::LeftButton);
+        EXPECT_EQ(QSettings().value("localip").toString(), c.saved ? QString(c.ip) : QString("before"))
+            << c.ip;
+        EXPECT_EQ(dlg.isVisible(), !c.saved) << c.ip;
+        if (!c.saved) {
+            ASSERT_EQ(dialogs.seen.size(), 1u) << c.ip;
+            EXPECT_EQ(dialogs.seen[0].icon, QMessageBox::Warning);
+            EXPECT_EQ(
+                dialogs.seen[0].text,
+                QString("Local IP must be \"auto\" or an IPv4 address such as 192.168.0.10, not \"%1\". "
+                        "Nothing was saved.")
+                    .arg(c.ip));
+        }
+        dlg.reject();
+    }
+
+    // A port with no device behind it (a path, or a number from older settings) is saved anyway.
+    for (const QString& port : {QString("/dev/kelvo-test-none"), QString("97")}) {
+        dlg.open();
+        dlg.edSerialPort->setEditText(port);
+        dlg.edIP->setText("auto");
+        const QString device = port == "97" ? "/dev/ttyUSB97" : port;
+        EXPECT_TRUE(dlg.lblPortWarning->isVisible());
+        EXPECT_EQ(dlg.lblPortWarning->text(), "There is no device " + device +
+                                                  " on this computer now: it is saved as it is, and the port "
+                                                  "opens once the device is plugged in.");
+        QTest::mouseClick(dlg.btSave, Qt::LeftButton);
+        EXPECT_EQ(AppSettings::serialPort(), port);
+    }
+}
+
 TEST(QTolvarApplication, EscapedExceptionsAreShownAndCountAsHandled) {
     QObject receiver;
     receiver.setObjectName("btProgSensor");

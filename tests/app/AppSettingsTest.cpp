@@ -113,3 +113,24 @@ TEST(SerialDevices, ListsTheSerialKindsInNaturalOrder) {
                   .toStdString());
     EXPECT_TRUE(list_serial_devices(root + "/missing").isEmpty());
 }
+
+// The program's own options are read before any window exists: help and version need no display.
+TEST(KelvoappCommandLine, HelpAndVersionPrintAndExitAndAnUnknownOptionIsRefused) {
+    const struct {
+        QStringList args;
+        int status;
+        const char* out; // start of standard output
+        const char* err; // start of standard error
+    } cases[] = {
+        {{"--version"}, 0, "kelvoapp 2.4 (Kelvo App 2 V2.4 : 2025-06-16)\n", ""},
+        {{"--help"}, 0, "Usage: kelvoapp [--demo] [--workdir DIR]", ""},
+        {{"--demo", "--frobnicate"}, 2, "", "kelvoapp: unknown option \"--frobnicate\"\nUsage: kelvoapp"},
+        {{"project"}, 2, "", "kelvoapp: unexpected argument \"project\"\n"},
+    };
+    for (const auto& c : cases) {
+        const kelvotest::ProgramRun r = kelvotest::run_program(kelvotest::bin_dir() + "/kelvoapp", c.args);
+        EXPECT_EQ(r.status, c.status) << c.args.join(' ').toStdString();
+        EXPECT_TRUE(r.out.startsWith(c.out)) << r.out.toStdString();
+        EXPECT_TRUE(r.err.startsWith(c.err)) << r.err.toStdString();
+    }
+}

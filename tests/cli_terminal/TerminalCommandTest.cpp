@@ -39,10 +39,11 @@ TEST_F(CliTerminalTest, ExitStatusFollowsTheCommands) {
          "\n\t\thelp - Display all VortOS available commands, with a brief description\n"
          "\n\t\thelp <command> - Display detailed help on command <command>\n\n"},
         {{QStringLiteral("quit")}, 1, "\n[VortOShell]: Unknown command \"quit\" !\n"},
-        {{QStringLiteral("acqconf load 10"), QStringLiteral("   ")},
+        // The port given cannot be opened: a line that needs the instrument fails with its reason.
+        {{QStringLiteral("acqconf load 0"), QStringLiteral("   ")},
          1,
-         "\n[ERROR]: (acqconf_function) Out of range <conf_ID> value (10). Must be between 0 and 9 !\n"
-         "\n[VortOS]: Command acqconf returned an error !\n"},
+         "\n[VortOS]: Serial port /dev/kelvo-test-none is not open (No such file or directory), \"acqconf\" "
+         "needs the instrument !\n"},
         {{QStringLiteral("")}, 0, ""},
     };
     for (const Case& c : cases) {

@@ -207,3 +207,20 @@ TEST_F(TerminalDumpTest, AllocationFailureWarnsAndStops) {
         "\n[WARNING]: (getfile) x.raw transfer failed !"
         "\x1b[?25h");
 }
+
+// Not one header in three attempts: the instrument most likely sends elsewhere, so both forms
+// name the host address and port used and where the address is set.
+TEST_F(TerminalDumpTest, NoHeaderAtAllNamesTheHostAddressAndWhereToChangeIt) {
+    const std::string where =
+        "no transmission header reached host address 127.0.0.2 on UDP port " + std::to_string(port) +
+        "; the host address is set in Application settings, Local IP (kelvo: --localip)";
+    LogCapture log;
+    EXPECT_EQ(dump_file(link, "gone.bin", nullptr, answering([](int) {})).size(), 0u);
+    EXPECT_TRUE(log.saw("InterfaceCamera|1|" + where));
+    ASSERT_FALSE(getfile("gone.bin", [](int) {}));
+    EXPECT_TRUE(out.ends_with("\n[WARNING]: (getfile) " + where +
+                              " !\n[WARNING]: (getfile) gone.bin transfer failed !"
+                              "\x1b[?25h"))
+        << out;
+    EXPECT_TRUE(log.saw("Eth_interfaces|1|" + where));
+}

@@ -106,8 +106,10 @@ TEST_F(MainWindowTest, HiddenLoginAndRecentProjectAtStartup) {
     AppSettings::setSerialSpeed(9600);
     MainWindow w;
     QStringList opened;
-    w.setProjectOpener([&](const QString& p, bool) {
+    QList<bool> told; // whether a refusal would be shown in a box
+    w.setProjectOpener([&](const QString& p, bool tellUser) {
         opened << p;
+        told << tellUser;
         return true;
     });
     w.show();
@@ -128,6 +130,7 @@ TEST_F(MainWindowTest, HiddenLoginAndRecentProjectAtStartup) {
     EXPECT_FALSE(w.recentFileActions()[2]->isVisible());
     w.recentFileActions()[1]->trigger();
     EXPECT_EQ(opened.last(), "/data/b/kelvo6_old");
+    EXPECT_EQ(told, QList<bool>({false, true})); // the start-up reopening only logs a refusal
     EXPECT_EQ(AppSettings::recentFiles(), QStringList({"/data/b/kelvo6_old", "/data/a/kelvo6_new"}));
     EXPECT_EQ(w.recentFileActions()[0]->text(), "b/kelvo6_old");
 }
@@ -201,7 +204,8 @@ TEST_F(MainWindowTest, MenusAndActionsInOrderWithTheirLabels) {
 TEST_F(MainWindowTest, OnlyKelvo6FoldersOpen) {
     MainWindow w;
     QStringList opened;
-    w.setProjectOpener([&](const QString& p, bool) {
+    w.setProjectOpener([&](const QString& p, bool tellUser) {
+        EXPECT_TRUE(tellUser) << "a folder the user picked is refused in a box";
         opened << p;
         return true;
     });

@@ -159,9 +159,45 @@ TEST_F(MainFlowsTest, FailedCheckAsksOkOrRetryAndRetryTriesAgain) {
                             " - Check the Kelvoapp version compatibilty in the Application settings");
         EXPECT_EQ(box.buttons, QMessageBox::Ok | QMessageBox::Retry);
         EXPECT_EQ(box.icon, QMessageBox::Warning);
+        EXPECT_EQ(box.detailText, QString()); // the port itself is open
     }
     EXPECT_EQ(received("$VERSION;"), 2);
     EXPECT_EQ(top->cameraLabel()->text(), "not connected");
+
+    // A port that could not be opened: the same box, with the system's reason as its details.
+    ASSERT_FALSE(init_comm(QStringLiteral("/dev/kelvo-test-none"), 38400));
+    dialogs.expect(QMessageBox::Ok);
+    flows->checkConnection(true);
+    ASSERT_EQ(dialogs.seen.size(), 3u);
+    EXPECT_EQ(dialogs.seen[2].text, dialogs.seen[0].text);
+    EXPECT_EQ(dialogs.seen[2].detailText,
+              "The serial port /dev/kelvo-test-none could not be opened: No such file or directory");
+}
+
+TEST_F(MainFlowsTest, ProjectThatDoesNotLoadIsToldWithTheLoggedReason) {
+    connectSim();
+    const QString root = kelvotest::make_temp_dir("projects");
+    QDir().mkpath(root + "/kelvo6_snk6lp-0001_2024_noconfig/meta");
+    const QString foreign = makeProject("000120LP");
+    const std::pair<QString, QString> cases[] = {
+        {root + "/kelvo6_snk6lp-0001_2024_gone",
+         "Project kelvo6_snk6lp-0001_2024_gone : Directory not found"},
+        {root + "/kelvo6_snk6lp-0001_2024_noconfig",
+         "Project kelvo6_snk6lp-0001_2024_noconfig : Is not valid, Subdirectory 'config' not found"},
+        {foreign,
+         "Project kelvo6_sn000120lp_2024_demo can't be loaded because is not related to sensor K6LP-0001"},
+    };
+    for (const auto& [path, reason] : cases) {
+        LogCapture log;
+        ScriptedDialogs dialogs;
+        dialogs.expect(QMessageBox::Ok);
+        EXPECT_FALSE(flows->openProject(path, true));
+        ASSERT_EQ(dialogs.seen.size(), 1u) << path.toStdString();
+        EXPECT_EQ(dialogs.seen[0].title, "Open project");
+        EXPECT_EQ(dialogs.seen[0].text, reason);
+        EXPECT_EQ(dialogs.seen[0].icon, QMessageBox::Warning);
+        EXPECT_TRUE(log.saw("Project|0|" + reason.toStdString()));
+    }
 }
 
 TEST_F(MainFlowsTest, ConnectingAnotherInstrumentUnloadsTheProject) {

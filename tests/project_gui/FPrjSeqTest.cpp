@@ -147,16 +147,20 @@ TEST(FPrjSeq, TableFollowsTheProjectAndRefreshKeepsTheSelection) {
     ASSERT_TRUE(project.Load(path));
     EXPECT_EQ(table_lines(page), QStringList({"seqA Y N Y 1", "seqB Y Y N 0", "seqC N N Y 0"}));
     ASSERT_TRUE(page.SelectSequence("seqB"));
-    ASSERT_TRUE(write_file(path + "/raw/seqD/seqD_data.txt", "x"));
+    const QString longName = "20240301-062622_station_A12_cast_03_seqD";
+    ASSERT_TRUE(write_file(path + "/raw/" + longName + "/" + longName + "_data.txt", "x"));
     click(page, "btRefresh");
     EXPECT_EQ(table_lines(page),
-              QStringList({"seqA Y N Y 1", "seqB Y Y N 0", "seqC N N Y 0", "seqD Y N N 0"}));
+              QStringList({longName + " Y N N 0", "seqA Y N Y 1", "seqB Y Y N 0", "seqC N N Y 0"}));
     EXPECT_EQ(page.SelectedSequence(), "seqB");
+    // The longest name is shown whole.
+    const QAbstractItemView* cells = page.View(); // where the size hint is public
+    EXPECT_LE(cells->sizeHintForColumn(0), page.View()->columnWidth(0));
 
     project.SampleHeader().AddRow({"c", "seqB", "page_b1"});
     Q_EMIT project.SamplesUpdated();
     EXPECT_EQ(table_lines(page),
-              QStringList({"seqA Y N Y 1", "seqB Y Y N 1", "seqC N N Y 0", "seqD Y N N 0"}));
+              QStringList({longName + " Y N N 0", "seqA Y N Y 1", "seqB Y Y N 1", "seqC N N Y 0"}));
     project.Close();
     EXPECT_EQ(page.View()->model()->rowCount(), 0);
 }

@@ -163,10 +163,17 @@ TEST_F(ShellTest, RawLinesAreSentTrimmedAndAnswered) {
     const std::vector<std::string> expected{"[ME]   $USER;\t", "[Raw]$starterr:30;", "[Raw]"};
     EXPECT_EQ(out, expected);
 
+    // A port that did not open: the line is refused with the port's reason, nothing is tried.
     script->openOk = false;
+    script->failureText = "Permission denied";
     ASSERT_FALSE(init_comm(QStringLiteral("scripted"), 38400));
+    script->written.clear();
     EXPECT_FALSE(run("$stop;"));
-    EXPECT_EQ(out, std::vector<std::string>{"Error performing the COM port write operation"});
+    EXPECT_EQ(out,
+              std::vector<std::string>{
+                  "\n[VortOS]: Serial port scripted is not open (Permission denied), \"$stop;\" needs the "
+                  "instrument !"});
+    EXPECT_TRUE(script->written.empty());
 }
 
 TEST_F(ShellTest, VeryLongLines) {

@@ -1,5 +1,6 @@
 // The terminal window on the offscreen platform.
 #include "terminal/DlgSerialTerminal.h"
+#include "app/AppSettings.h"
 #include "app/WorkFolder.h"
 #include "link/InstrumentProtocol.h"
 #include "link/ScriptedSerialPort.h"
@@ -10,10 +11,13 @@
 #include "terminal/TerminalView.h"
 #include "terminal/VortOShell.h"
 
+#include <QApplication>
 #include <QComboBox>
-#include <QCoreApplication>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QSettings>
+#include <QTest>
 #include <QTextBlock>
 #include <QThread>
 
@@ -34,6 +38,7 @@ QStringList lines_of(const TerminalView& view) {
 class TerminalGuiTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        QSettings().remove(QLatin1String(AppSettings::kTerminalHistory));
         WorkFolder::setPath(kelvotest::make_temp_dir(QStringLiteral("gui")));
         dlg = std::make_unique<DlgSerialTerminal>();
         QObject::connect(dlg.get(), &DlgSerialTerminal::commandFinished, [this](bool ok) {
@@ -69,6 +74,15 @@ protected:
     }
 
     QStringList viewLines() const { return lines_of(*dlg->view()); }
+
+    // Types `line` in the command field and presses Enter where the key goes: the completer's
+    // list when it is open, the field otherwise.
+    void typeAndEnter(const QString& line) {
+        QLineEdit* edit = child<QComboBox>("edCommand")->lineEdit();
+        QTest::keyClicks(edit, line);
+        QWidget* popup = QApplication::activePopupWidget();
+        QTest::keyClick(popup != nullptr ? popup : edit, Qt::Key_Return);
+    }
 
     std::unique_ptr<DlgSerialTerminal> dlg;
     std::unique_ptr<Kelvo6Simulator> sim;
@@ -149,25 +163,93 @@ TEST_F(TerminalGuiTest, CommandRunsOffTheWindowThreadOneAtATime) {
     child<QPushButton>("BtSend")->click();
     // The click returned while the instrument is still silent: the command runs elsewhere.
     EXPECT_TRUE(dlg->isBusy());
-    EXPECT_FALSE(child<QPushButton>("BtSend")->isEnabled());
     EXPECT_FALSE(child<QPushButton>("btReadSerial")->isEnabled());
     EXPECT_TRUE(kelvotest::wait_until([&] { return child<QLabel>("lblRunning")->isVisible(); }, 2000));
     EXPECT_EQ(child<QLabel>("lblRunning")->text(), QStringLiteral("Running \"hwconf load\"..."));
-    // A second line is refused while the first runs.
-    child<QComboBox>("edCommand")->setEditText(QStringLiteral("su"));
-    dlg->on_BtSend_clicked();
+    // Lines typed meanwhile wait in a visible queue, each on its own: the field empties at once.
+    typeAndEnter(QStringLiteral("frobnicate"));
+    typeAndEnter(QStringLiteral("frobnicate"));
+    EXPECT_EQ(child<QComboBox>("edCommand")->currentText(), QString());
+    EXPECT_TRUE(child<QLabel>("lblQueued")->isVisible());
+    EXPECT_EQ(child<QLabel>("lblQueued")->text(),
+              QStringLiteral("Waiting to run: \"frobnicate\", \"frobnicate\""));
     // The window keeps handling events meanwhile.
-    EXPECT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 30000));
-    EXPECT_EQ(finished, before + 1);
+    EXPECT_TRUE(kelvotest::wait_until([&] { return finished == before + 3; }, 30000));
     EXPECT_FALSE(lastOk);
     EXPECT_FALSE(dlg->isBusy());
-    EXPECT_TRUE(child<QPushButton>("BtSend")->isEnabled());
+    EXPECT_TRUE(child<QPushButton>("btReadSerial")->isEnabled());
     EXPECT_FALSE(child<QLabel>("lblRunning")->isVisible());
+    EXPECT_FALSE(child<QLabel>("lblQueued")->isVisible());
     QCoreApplication::processEvents();
     EXPECT_EQ(sim->receivedLines().count(QStringLiteral("$HWCONFread;")), 1);
-    EXPECT_TRUE(viewLines().contains(QStringLiteral(
+    const QStringList lines = viewLines();
+    const int error = static_cast<int>(lines.indexOf(QStringLiteral(
         "        Error when processing VORTAN response. Maybe it does not have a valid hardware "
         "configuration. Abort !")));
+    ASSERT_GE(error, 0);
+    EXPECT_EQ(lines.mid(error).filter(QStringLiteral("frobnicate")),
+              (QStringList{QStringLiteral("[ME] frobnicate"),
+                           QStringLiteral("[VortOShell]: Unknown command \"frobnicate\" !"),
+                           QStringLiteral("[ME] frobnicate"),
+                           QStringLiteral("[VortOShell]: Unknown command \"frobnicate\" !")}));
+}
+
+TEST_F(TerminalGuiTest, EnterRunsWhatWasTypedAndEveryLineRunEntersTheHistory) {
+    // The port of the settings that cannot be opened: refused with the system's reason, and no
+    // exchange is tried (the link reports nothing more).
+    int linkErrors = 0;
+    set_comm_error_hook([&](const std::string&) { ++linkErrors; });
+    ASSERT_FALSE(init_comm(QStringLiteral("/dev/kelvo-test-none"), 38400));
+    linkErrors = 0;
+    dlg->show();
+    QComboBox* box = child<QComboBox>("edCommand");
+    EXPECT_EQ(dlg->focusWidget(), box); // its field takes the keys
+
+    for (const char* line : {"hwconf", "$stop;", "hwconf"}) {
+        const int before = finished;
+        typeAndEnter(QString::fromLatin1(line));
+        ASSERT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 10000)) << line;
+        EXPECT_EQ(box->currentText(), QString()) << line;
+    }
+    // A line of the completer's list picked with the arrow keys is run as picked.
+    {
+        const int before = finished;
+        QTest::keyClicks(box->lineEdit(), QStringLiteral("hwconf l"));
+        QWidget* popup = QApplication::activePopupWidget();
+        ASSERT_NE(popup, nullptr);
+        QTest::keyClick(popup, Qt::Key_Down);
+        QTest::keyClick(popup, Qt::Key_Return);
+        ASSERT_TRUE(kelvotest::wait_until([&] { return finished > before; }, 10000));
+        EXPECT_EQ(box->currentText(), QString());
+    }
+    QCoreApplication::processEvents();
+    set_comm_error_hook({});
+    const QStringList lines = viewLines();
+    // "hwconf" is run as typed, although the list offers "hwconf load".
+    EXPECT_EQ(lines.filter(QStringLiteral("[ME]")),
+              (QStringList{QStringLiteral("[ME] hwconf"), QStringLiteral("[ME] $stop;"),
+                           QStringLiteral("[ME] hwconf"), QStringLiteral("[ME] hwconf load")}));
+    EXPECT_TRUE(
+        lines.contains(QStringLiteral("[VortOS]: Serial port /dev/kelvo-test-none is not open (No such file "
+                                      "or directory), \"$stop;\" needs the instrument !")));
+    EXPECT_EQ(linkErrors, 0);
+
+    // Newest first, no duplicates, before the quick commands it does not repeat; kept for the
+    // next window.
+    const QStringList expected{QStringLiteral("hwconf load"), QStringLiteral("hwconf"),
+                               QStringLiteral("$stop;"),      QStringLiteral("acqconf load 0"),
+                               QStringLiteral("$USER;"),      QStringLiteral("$start:ACQ_CTD;")};
+    const auto items = [](const QComboBox* b) {
+        QStringList all;
+        for (int i = 0; i < b->count(); ++i) {
+            all << b->itemText(i);
+        }
+        return all;
+    };
+    EXPECT_EQ(items(box), expected);
+    dlg.reset();
+    dlg = std::make_unique<DlgSerialTerminal>();
+    EXPECT_EQ(items(child<QComboBox>("edCommand")), expected);
 }
 
 TEST_F(TerminalGuiTest, QuickCommandSentRawAndSerialReadDrains) {

@@ -45,7 +45,7 @@ TEST(TraceTreeView, NewestFirstWithTrimmedMessageAndLevelIconAndDetailsOnDoubleC
         const char* icon; // unknown levels show the error icon
     } records[] = {
         {"first", ZelLevelWarning, "$VERSION;\r\n", "$VERSION;", ":ICON_WARN"},
-        {"second", 7, "odd", "odd", ":ICON_ERROR"},
+        {"ZelTraceMgrFileMulti", 7, "odd", "odd", ":ICON_ERROR"},
         {"third", ZelLevelDebug, "$VERSION;\n", "$VERSION;", ":ICON_DEBUG"},
         {"fourth", ZelLevelInformation, " init_comm:Error while opening /dev/ttyUSB-1 : No such file ",
          "init_comm:Error while opening /dev/ttyUSB-1 : No such file", ":ICON_INFO"},
@@ -67,9 +67,14 @@ TEST(TraceTreeView, NewestFirstWithTrimmedMessageAndLevelIconAndDetailsOnDoubleC
     }
     EXPECT_NE(icon_image(QIcon(":ICON_ERROR")), icon_image(QIcon(":ICON_INFO")));
 
-    // A double-click on the module cell of the top row shows that row's message.
     host.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&host));
+    // The whole date and the longest module name fit their columns.
+    const QAbstractItemView& cells = view; // where the size hint is public
+    EXPECT_LE(cells.sizeHintForColumn(1), view.columnWidth(1));
+    EXPECT_LE(cells.sizeHintForColumn(2), view.columnWidth(2));
+
+    // A double-click on the module cell of the top row shows that row's message.
     kelvotest::ScriptedDialogs dialogs;
     dialogs.expect(QMessageBox::Ok);
     const QRect r = view.visualRect(view.traceModel()->index(0, 2));
