@@ -1,5 +1,8 @@
 #include "FPrjSample.h"
 
+#include "processing/DlgSampleFigure.h"
+#include "processing/DlgViewVignettes.h"
+
 #include "DlgCreateSample.h"
 #include "Project.h"
 #include "app/UiDialogs.h"
@@ -153,15 +156,27 @@ void FPrjSample::on_btProcessAllImages_clicked() {
 }
 
 void FPrjSample::on_btViewVignettes_clicked() {
-    if (!SelectedSample().isEmpty()) {
-        notAvailable(QStringLiteral("The vignette viewer"));
+    const QString sample = SelectedSample();
+    if (!sample.isEmpty() && m_project && m_project->IsOpen()) {
+        auto* dlg = new DlgViewVignettes(*m_project, sample, this);
+        dlg->setAttribute(Qt::WA_DeleteOnClose);
+        dlg->show();
     }
 }
 
 void FPrjSample::on_btViewChart_clicked() {
-    if (!SelectedSample().isEmpty()) {
-        notAvailable(QStringLiteral("The sample plots"));
+    const QString sample = SelectedSample();
+    if (sample.isEmpty() || !m_project || !m_project->IsOpen()) {
+        return;
     }
+    auto* dlg = new DlgSampleFigure(*m_project, sample, this);
+    if (!dlg->isLoaded()) {
+        UiDialogs::warning(this, QStringLiteral("View chart"), dlg->error());
+        delete dlg;
+        return;
+    }
+    dlg->setAttribute(Qt::WA_DeleteOnClose);
+    dlg->show();
 }
 
 void FPrjSample::on_btExportODV_clicked() {

@@ -4,6 +4,7 @@
 #include "SampleFixture.h"
 #include "mainwindow/MainFlows.h"
 #include "processing/SampleDataProcessor.h"
+#include "processing/DlgViewVignettes.h"
 #include "processing/ExportTasks.h"
 #include "processing/SampleTasks.h"
 #include "project/DlgCreateSample.h"
@@ -246,14 +247,21 @@ TEST(FPrjSample, TableTooltipsAndQueuedWork) {
     EXPECT_EQ(outcomes, std::vector<QString>{"Particules a1 done!!"});
 
     // The ODV export is queued and says why it cannot be made of a sample without calibration;
-    // the viewers say at once that they are not available yet.
+    // the chart says so at once, and the viewer that the sequence has no images.
     click(page, "btExportODV");
     ASSERT_TRUE(wait_until([&] { return outcomes.size() == 2; }));
     EXPECT_EQ(outcomes[1],
               "Warn: Export ODV a1 : Sample a1 lacks a calibration: aa, exp and volimage must be numbers");
     dialogs.expect(QMessageBox::Ok);
+    click(page, "btViewChart");
+    ASSERT_FALSE(dialogs.seen.empty());
+    EXPECT_EQ(dialogs.seen.back().title, "View chart");
+    EXPECT_EQ(dialogs.seen.back().text, "Sample a1 lacks a calibration: aa, exp and volimage must be numbers");
     click(page, "btViewVignettes");
-    EXPECT_EQ(dialogs.seen.back().text, "The vignette viewer is not available yet.");
+    auto* viewer = page.findChild<DlgViewVignettes*>();
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_EQ(viewer->message(), "Images are not yet processed or missing\n");
+    viewer->close();
 
     // The header changed by another hand is shown on refresh and on SamplesUpdated.
     f.project.SampleHeader().RemoveRow(1);
