@@ -126,6 +126,11 @@ void ParallelZipWriter::prepare(Job& job) {
     job.crc =
         static_cast<quint32>(crc32(crc32(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(entry.constData()),
                                    static_cast<uInt>(entry.size())));
+    if (job.content == Content::Compressed) {
+        job.deflated = std::move(entry); // deflate would only spend time on it
+        job.ok = true;
+        return;
+    }
     job.ok = deflateRaw(entry, job.deflated);
 }
 
@@ -211,7 +216,9 @@ bool ParallelZipWriter::writeEntry(Job& job) {
     info.uncompressedSize = static_cast<ulong>(job.entryBytes);
     info.externalAttr = 0644u << 16;
     QuaZipFile entry(m_zip.get());
-    if (!entry.open(QIODevice::WriteOnly, info, nullptr, job.crc, Z_DEFLATED, Z_DEFAULT_COMPRESSION, true)) {
+    const bool stored = job.content == Content::Compressed;
+    if (!entry.open(QIODevice::WriteOnly, info, nullptr, job.crc, stored ? 0 : Z_DEFLATED,
+                    stored ? 0 : Z_DEFAULT_COMPRESSION, true)) {
         fail(QStringLiteral("Unable to add %1 to the archive (error %2)")
                  .arg(job.name)
                  .arg(entry.getZipError()));

@@ -28,8 +28,9 @@ class QuaZip;
 class ParallelZipWriter {
 public:
     enum class Content {
-        Bytes,    // stored byte for byte
-        RawFrame, // a full frame of either size, kept part encoded as PNG first
+        Bytes,      // the bytes as they are, deflated
+        RawFrame,   // a full frame of either size, kept part encoded as PNG first, deflated
+        Compressed, // bytes already compressed (a PNG image): stored without deflate (method 0)
     };
     // What was written for one entry, in the order of add().
     struct Written {

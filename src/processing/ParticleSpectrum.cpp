@@ -1,59 +1,94 @@
 #include "ParticleSpectrum.h"
 
-#include <QList>
-
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <numbers>
 
 namespace {
 
-// One image line of "particules.csv": "time,pressure,second,F:payload".
+// One image line of "particules.csv": "time,pressure,second,F:payload", read in place.
 struct ImageLine {
-    QDateTime time;
+    const char* time = nullptr; // the time stamp's text (up to the first comma)
+    int timeLength = 0;
     double pressure = NAN;
     char flag = '0';
-    QByteArray payload;
+    const char* payload = nullptr;
+    const char* end = nullptr;
 };
 
-bool parse_line(const QByteArray& line, ImageLine* out) {
-    const int c1 = line.indexOf(',');
-    const int c2 = c1 < 0 ? -1 : line.indexOf(',', c1 + 1);
-    const int c3 = c2 < 0 ? -1 : line.indexOf(',', c2 + 1);
-    if (c3 < 0 || c3 + 1 >= line.size()) {
+// A number at `p` (before `end`); NaN when there is none. `next` gets where reading stopped.
+double number_at(const char* p, const char* end, const char** next) {
+    // strtod needs a terminated text: a field is short, copy it.
+    char buffer[64];
+    const std::size_t n = std::min<std::size_t>(static_cast<std::size_t>(end - p), sizeof buffer - 1);
+    std::memcpy(buffer, p, n);
+    buffer[n] = '\0';
+    char* stop = nullptr;
+    const double v = std::strtod(buffer, &stop);
+    *next = p + (stop - buffer);
+    return stop == buffer ? NAN : v;
+}
+
+bool parse_line(const char* begin, const char* end, ImageLine* out) {
+    const char* commas[3];
+    const char* p = begin;
+    for (int i = 0; i < 3; ++i) {
+        p = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(end - p)));
+        if (p == nullptr) {
+            return false;
+        }
+        commas[i] = p++;
+    }
+    if (commas[2] + 1 >= end) {
         return false;
     }
-    out->time = ParticleSpectrum::parseImageTime(line.left(c1));
-    bool ok = false;
-    const double p = line.mid(c1 + 1, c2 - c1 - 1).toDouble(&ok);
-    out->pressure = ok ? p : NAN;
-    out->flag = line.at(c3 + 1);
-    out->payload = c3 + 3 <= line.size() ? line.mid(c3 + 3) : QByteArray();
+    out->time = begin;
+    out->timeLength = static_cast<int>(commas[0] - begin);
+    const char* stop = nullptr;
+    out->pressure = commas[1] > commas[0] + 1 ? number_at(commas[0] + 1, commas[1], &stop) : NAN;
+    out->flag = commas[2][1];
+    out->payload = std::min(commas[2] + 3, end);
+    out->end = end;
     return true;
 }
 
 // Whether the payload holds object measurements (the other kinds start with 'O' or 'E').
-bool has_objects(const QByteArray& payload) {
-    return !payload.isEmpty() && payload.at(0) != 'O' && payload.at(0) != 'E';
+bool has_objects(const ImageLine& line) {
+    return line.payload < line.end && *line.payload != 'O' && *line.payload != 'E';
+}
+
+int digits(const char* p, int n) {
+    int v = 0;
+    for (int i = 0; i < n; ++i) {
+        if (p[i] < '0' || p[i] > '9') {
+            return -1;
+        }
+        v = v * 10 + (p[i] - '0');
+    }
+    return v;
 }
 
 } // namespace
 
 QDateTime ParticleSpectrum::parseImageTime(const QByteArray& text) {
-    if (text.size() < 15) {
+    // "yyyyMMdd-HHmmss[-zzz]", read digit by digit: thousands of lines are read per sample.
+    const char* t = text.constData();
+    if (text.size() < 15 || t[8] != '-') {
         return {};
     }
-    QDateTime t =
-        QDateTime::fromString(QString::fromLatin1(text.left(15)), QStringLiteral("yyyyMMdd-HHmmss"));
-    if (t.isValid() && text.size() >= 19 && text.at(15) == '-') {
-        bool ok = false;
-        const int ms = text.mid(16, 3).toInt(&ok);
-        if (ok) {
-            t = t.addMSecs(ms);
-        }
+    const QDate date(digits(t, 4), digits(t + 4, 2), digits(t + 6, 2));
+    int ms = 0;
+    if (text.size() >= 19 && t[15] == '-') {
+        ms = std::max(0, digits(t + 16, 3));
     }
-    return t;
+    const QTime time(digits(t + 9, 2), digits(t + 11, 2), digits(t + 13, 2), ms);
+    if (!date.isValid() || !time.isValid()) {
+        return {};
+    }
+    return QDateTime(date, time);
 }
 
 int ParticleSpectrum::classOf(double esdMm) const {
@@ -83,40 +118,60 @@ bool ParticleSpectrum::compute(const QByteArray& particulesCsv, const SpectrumSa
     if (s.timeSeries && !(sample.integrationSeconds > 0)) {
         return fail(QStringLiteral("A time sample needs an integration time above 0 s"));
     }
-    const QList<QByteArray> lines = particulesCsv.split('\n');
-    if (lines.size() < 2 || !lines[0].startsWith("HW_CONF") || !lines[1].startsWith("ACQ_CONF")) {
+    const char* const data = particulesCsv.constData();
+    const char* const dataEnd = data + particulesCsv.size();
+    const auto next_line = [dataEnd](const char* p) {
+        const char* e = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(dataEnd - p)));
+        return e == nullptr ? dataEnd : e;
+    };
+    const char* p = data;
+    const char* e = next_line(p);
+    const bool hw = particulesCsv.startsWith("HW_CONF");
+    p = e < dataEnd ? e + 1 : dataEnd;
+    if (!hw || !QByteArray::fromRawData(p, static_cast<int>(dataEnd - p)).startsWith("ACQ_CONF")) {
         return fail(QStringLiteral("particules.csv does not start with its HW_CONF and ACQ_CONF lines"));
     }
+    p = next_line(p);
+    p = p < dataEnd ? p + 1 : dataEnd;
     const int classes = s.classCount();
     std::map<long long, SpectrumBin> bins; // by bin or window index, in order
     QDateTime origin;
     int lineNo = 2;
-    for (auto it = lines.begin() + 2; it != lines.end(); ++it, ++lineNo) {
-        const QByteArray line = it->trimmed();
-        if (line.isEmpty()) {
+    for (; p < dataEnd; p = e < dataEnd ? e + 1 : dataEnd, ++lineNo) {
+        e = next_line(p);
+        const char* lineEnd = e;
+        while (lineEnd > p && (lineEnd[-1] == '\r' || lineEnd[-1] == ' ')) {
+            --lineEnd;
+        }
+        if (lineEnd == p) {
             continue;
         }
         ImageLine image;
-        if (!parse_line(line, &image)) {
+        if (!parse_line(p, lineEnd, &image)) {
             return fail(QStringLiteral("particules.csv line %1 is not an image line").arg(lineNo + 1));
         }
         ++s.imagesRead;
-        if (!s.firstImage.isValid()) {
-            s.firstImage = image.time;
+        const auto time = [&image] {
+            return ParticleSpectrum::parseImageTime(QByteArray::fromRawData(image.time, image.timeLength));
+        };
+        if (s.imagesRead == 1) {
+            s.firstImage = time();
         }
         if (image.flag == '0') {
             continue; // a BLACK image: no flash, no objects
         }
         long long index = 0;
+        QDateTime when;
         if (s.timeSeries) {
-            if (!image.time.isValid()) {
+            when = time();
+            if (!when.isValid()) {
                 continue;
             }
             if (!origin.isValid()) {
-                origin = image.time;
+                origin = when;
             }
-            index = static_cast<long long>(std::floor(static_cast<double>(origin.msecsTo(image.time)) /
-                                                      1000.0 / sample.integrationSeconds));
+            index = static_cast<long long>(
+                std::floor(static_cast<double>(origin.msecsTo(when)) / 1000.0 / sample.integrationSeconds));
         } else {
             if (!std::isfinite(image.pressure)) {
                 continue;
@@ -128,22 +183,27 @@ bool ParticleSpectrum::compute(const QByteArray& particulesCsv, const SpectrumSa
             bin.objects.assign(static_cast<std::size_t>(classes), 0.0);
             bin.start = s.timeSeries ? origin.addMSecs(static_cast<qint64>(
                                            static_cast<double>(index) * sample.integrationSeconds * 1000.0))
-                                     : image.time;
+                                     : time();
         }
         ++bin.images;
-        if (!has_objects(image.payload)) {
+        if (!has_objects(image)) {
             continue;
         }
-        for (const QByteArray& group : image.payload.split(';')) {
-            const QList<QByteArray> values = group.split(',');
-            if (values.size() < 2) {
-                continue;
+        // Groups "area,count,..." separated by ';'.
+        for (const char* g = image.payload; g < image.end;) {
+            const char* groupEnd =
+                static_cast<const char*>(std::memchr(g, ';', static_cast<std::size_t>(image.end - g)));
+            if (groupEnd == nullptr) {
+                groupEnd = image.end;
             }
-            bool okArea = false;
-            bool okCount = false;
-            const double area = values[0].trimmed().toDouble(&okArea);
-            const double count = values[1].trimmed().toDouble(&okCount);
-            if (!okArea || !okCount || !(area > 0) || !(count > 0)) {
+            const char* stop = nullptr;
+            const double area = number_at(g, groupEnd, &stop);
+            double count = NAN;
+            if (stop < groupEnd && *stop == ',') {
+                count = number_at(stop + 1, groupEnd, &stop);
+            }
+            g = groupEnd + 1;
+            if (!(area > 0) || !(count > 0)) {
                 continue;
             }
             const double areaMm2 = sample.aa * std::pow(area, sample.exp);

@@ -14,10 +14,16 @@
 #include <opencv2/imgcodecs.hpp>
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
+#include <zlib.h>
 
+#include <QThread>
+
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -61,6 +67,51 @@ QString cell(const QString& text) {
     QString t = text;
     t.replace(QLatin1Char('\t'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
     return t.remove(QLatin1Char('\r'));
+}
+
+// One vignette of the archive, read, then prepared on a pool thread.
+struct Prepared {
+    QString name;
+    QByteArray bytes; // as stored in the archive
+    int method = 0;   // 0 stored, 8 deflated
+    qint64 size = 0;  // the file's own size
+    QByteArray png;   // empty when the bytes are not a vignette
+    Vignette::Measures measures;
+};
+
+// The entry's file from its stored bytes.
+QByteArray inflated(const Prepared& p) {
+    if (p.method == 0) {
+        return p.bytes;
+    }
+    if (p.method != Z_DEFLATED || p.size < 0 || p.size > (1 << 28)) {
+        return {};
+    }
+    QByteArray out(static_cast<int>(p.size), '\0');
+    z_stream z{};
+    if (inflateInit2(&z, -MAX_WBITS) != Z_OK) {
+        return {};
+    }
+    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(p.bytes.constData()));
+    z.avail_in = static_cast<uInt>(p.bytes.size());
+    z.next_out = reinterpret_cast<Bytef*>(out.data());
+    z.avail_out = static_cast<uInt>(out.size());
+    const int r = inflate(&z, Z_FINISH);
+    const bool whole = r == Z_STREAM_END && z.total_out == static_cast<uLong>(p.size);
+    inflateEnd(&z);
+    return whole ? out : QByteArray();
+}
+
+void prepare(Prepared& p, int threshold) {
+    const cv::Mat picture = Vignette::decode(inflated(p));
+    p.bytes = QByteArray();
+    if (picture.empty()) {
+        return;
+    }
+    p.measures = Vignette::measure(picture, threshold);
+    std::vector<uchar> png;
+    cv::imencode(".png", picture, png);
+    p.png = QByteArray(reinterpret_cast<const char*>(png.data()), static_cast<int>(png.size()));
 }
 
 } // namespace
@@ -132,77 +183,111 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
         return out.error();
     }
     QStringList table{columns().join(QLatin1Char('\t')), types().join(QLatin1Char('\t'))};
-    QuaZipFile entry(&in);
-    for (bool more = in.goToFirstFile(); more; more = in.goToNextFile()) {
-        const QString name = in.getCurrentFileName();
-        int image = 0;
-        int object = 0;
-        if (!Vignette::parseName(name, &image, &object) || image < first || image > last) {
-            continue;
-        }
-        if (!entry.open(QIODevice::ReadOnly)) {
-            if (warnings != nullptr) {
-                *warnings << QStringLiteral("%1: unreadable entry").arg(name);
+    // The range's vignettes in archive order, read a batch at a time; decoding, measuring and
+    // PNG encoding of a batch run on every core, and the results go into the archive in order.
+    const int threads = std::max(1, QThread::idealThreadCount());
+    constexpr std::size_t kBatch = 128;
+    bool more = in.goToFirstFile();
+    // The next batch, read in archive order as the entries' compressed bytes (cheap: inflating
+    // is left to the pool).
+    const auto read_batch = [&] {
+        std::vector<Prepared> batch;
+        for (; more && batch.size() < kBatch; more = in.goToNextFile()) {
+            int image = 0;
+            int object = 0;
+            const QString name = in.getCurrentFileName();
+            if (!Vignette::parseName(name, &image, &object) || image < first || image > last) {
+                continue;
             }
-            continue;
-        }
-        const QByteArray bytes = entry.readAll();
-        entry.close();
-        const cv::Mat picture = Vignette::decode(bytes);
-        if (picture.empty()) {
-            if (warnings != nullptr) {
-                *warnings << QStringLiteral("%1: not a vignette (%2 bytes)").arg(name).arg(bytes.size());
+            Prepared p;
+            p.name = name;
+            QuaZipFileInfo64 info;
+            QuaZipFile entry(&in);
+            int level = 0;
+            if (in.getCurrentFileInfo(&info) && entry.open(QIODevice::ReadOnly, &p.method, &level, true)) {
+                p.bytes = entry.readAll();
+                p.size = static_cast<qint64>(info.uncompressedSize);
             }
-            continue;
+            batch.push_back(std::move(p));
         }
-        std::vector<uchar> png;
-        cv::imencode(".png", picture, png);
-        const QString pngName = QFileInfo(name).completeBaseName() + QStringLiteral(".png");
-        if (!out.add(pngName,
-                     QByteArray(reinterpret_cast<const char*>(png.data()), static_cast<int>(png.size())))) {
-            break;
+        return batch;
+    };
+    std::vector<Prepared> batch = read_batch();
+    while (!batch.empty() && out.error().isEmpty()) {
+        // The pool prepares this batch while the next one is read.
+        std::atomic<std::size_t> next{0};
+        const auto work = [&] {
+            for (std::size_t i = next++; i < batch.size(); i = next++) {
+                prepare(batch[i], okThreshold ? threshold : 0);
+            }
+        };
+        std::vector<std::thread> pool;
+        for (int t = 0; t < threads; ++t) {
+            pool.emplace_back(work);
         }
-        const Vignette::Measures m = Vignette::measure(picture, okThreshold ? threshold : 0);
-        const double esd =
-            m.areaPixels > 0 ? 2.0 * std::sqrt(aa * std::pow(m.areaPixels, exp) / std::numbers::pi) : 0;
-        const auto& rows = sequence.Rows();
-        const bool known = image < static_cast<int>(rows.size());
-        const QDateTime when =
-            known ? ParticleSpectrum::parseImageTime(rows[static_cast<std::size_t>(image)].dateTime)
-                  : QDateTime();
-        const double depth = known ? rows[static_cast<std::size_t>(image)].pressure : NAN;
-        const QStringList cells{pngName,
-                                QStringLiteral("0"),
-                                QFileInfo(name).completeBaseName(),
-                                number(lat),
-                                number(lon),
-                                when.isValid() ? when.toString(QStringLiteral("yyyyMMdd")) : QString(),
-                                when.isValid() ? when.toString(QStringLiteral("hhmmss")) : QString(),
-                                number(depth),
-                                number(depth),
-                                QString::number(m.areaPixels),
-                                number(esd),
-                                number(m.meanGrey),
-                                number(m.stdGrey),
-                                number(m.majorAxis),
-                                number(m.minorAxis),
-                                number(m.perimeter),
-                                sample,
-                                field("cruise"),
-                                field("stationid"),
-                                seq,
-                                field("pixelsize"),
-                                field("aa"),
-                                field("exp"),
-                                field("volimage"),
-                                QStringLiteral("KelvoApp"),
-                                QString::fromLatin1(kKelvoVersionNumber),
-                                processDate};
-        QStringList clean;
-        for (const QString& c : cells) {
-            clean << cell(c);
+        std::vector<Prepared> following = read_batch();
+        work();
+        for (std::thread& t : pool) {
+            t.join();
         }
-        table << clean.join(QLatin1Char('\t'));
+        for (Prepared& p : batch) {
+            if (p.png.isEmpty()) {
+                if (warnings != nullptr) {
+                    *warnings << QStringLiteral("%1: not a vignette (%2 bytes)").arg(p.name).arg(p.size);
+                }
+                continue;
+            }
+            int image = 0;
+            int object = 0;
+            Vignette::parseName(p.name, &image, &object);
+            const QString base = QFileInfo(p.name).completeBaseName();
+            const QString pngName = base + QStringLiteral(".png");
+            if (!out.add(pngName, std::move(p.png), ParallelZipWriter::Content::Compressed)) {
+                break;
+            }
+            const Vignette::Measures& m = p.measures;
+            const double esd =
+                m.areaPixels > 0 ? 2.0 * std::sqrt(aa * std::pow(m.areaPixels, exp) / std::numbers::pi) : 0;
+            const auto& rows = sequence.Rows();
+            const bool known = image < static_cast<int>(rows.size());
+            const QDateTime when =
+                known ? ParticleSpectrum::parseImageTime(rows[static_cast<std::size_t>(image)].dateTime)
+                      : QDateTime();
+            const double depth = known ? rows[static_cast<std::size_t>(image)].pressure : NAN;
+            const QStringList cells{pngName,
+                                    QStringLiteral("0"),
+                                    base,
+                                    number(lat),
+                                    number(lon),
+                                    when.isValid() ? when.toString(QStringLiteral("yyyyMMdd")) : QString(),
+                                    when.isValid() ? when.toString(QStringLiteral("hhmmss")) : QString(),
+                                    number(depth),
+                                    number(depth),
+                                    QString::number(m.areaPixels),
+                                    number(esd),
+                                    number(m.meanGrey),
+                                    number(m.stdGrey),
+                                    number(m.majorAxis),
+                                    number(m.minorAxis),
+                                    number(m.perimeter),
+                                    sample,
+                                    field("cruise"),
+                                    field("stationid"),
+                                    seq,
+                                    field("pixelsize"),
+                                    field("aa"),
+                                    field("exp"),
+                                    field("volimage"),
+                                    QStringLiteral("KelvoApp"),
+                                    QString::fromLatin1(kKelvoVersionNumber),
+                                    processDate};
+            QStringList clean;
+            for (const QString& c : cells) {
+                clean << cell(c);
+            }
+            table << clean.join(QLatin1Char('\t'));
+        }
+        batch = std::move(following);
     }
     in.close();
     if (!out.error().isEmpty()) {
