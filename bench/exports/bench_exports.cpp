@@ -7,8 +7,6 @@
 //
 // Usage: bench_exports [REPETITIONS] [odv|images|viewer]   (default 3 repetitions of every part;
 //        the best time of each side is kept)
-#include "params/ParamSets.h"
-#include "params/ParamTable.h"
 #include "processing/DlgViewVignettes.h"
 #include "processing/OdvExport.h"
 #include "processing/SampleDataProcessor.h"
@@ -16,6 +14,7 @@
 #include "processing/Vignette.h"
 #include "project/Project.h"
 #include "project/SampleHeaderColumns.h"
+#include "support/ConfigLines.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -46,28 +45,10 @@ double ms(const QElapsedTimer& t) {
     return static_cast<double>(t.nsecsElapsed()) / 1e6;
 }
 
-QByteArray config_line(const char* prefix, void (*build)(ParamTable&)) {
-    ParamTable t;
-    build(t);
-    std::string line = prefix;
-    bool first = true;
-    for (const ParamDef& d : t) {
-        if (d.type == ParamRoot) {
-            continue;
-        }
-        line += first ? "" : ",";
-        first = false;
-        line += d.type == ParamFloat || d.type == ParamInternalFloat
-                    ? fmt::format("{:f}", static_cast<double>(d.floatValue))
-                    : param_value_text(d);
-    }
-    return QByteArray::fromStdString(line) + ';';
-}
-
 // A descent to 600 decibar with eleven object groups per image, as the instrument writes them.
 QByteArray data_file(std::mt19937& rng) {
-    QByteArray text =
-        config_line("HW_CONF,", &build_hw_params) + "\n" + config_line("ACQ_CONF,", &build_acq_params) + "\n";
+    QByteArray text = benchsupport::config_line("HW_CONF,", &build_hw_params) + "\n" +
+                      benchsupport::config_line("ACQ_CONF,", &build_acq_params) + "\n";
     for (int i = 0; i < kRows; ++i) {
         const double p = 600.0 * i / kRows + (rng() % 1000) / 1000.0;
         std::string line =

@@ -7,14 +7,13 @@
 //  - opening the sample dialog on the sequence with its chart drawn (target: under 300 ms).
 //
 // Usage: bench_samples [REPETITIONS]   (default 5)
-#include "params/ParamSets.h"
-#include "params/ParamTable.h"
 #include "processing/RangeDetector.h"
 #include "processing/SampleDataProcessor.h"
 #include "project/DlgCreateSample.h"
 #include "project/Project.h"
 #include "project/SampleHandler.h"
 #include "project/SampleHeaderColumns.h"
+#include "support/ConfigLines.h"
 
 #include <QApplication>
 #include <QDir>
@@ -39,29 +38,11 @@ double ms(const QElapsedTimer& t) {
     return static_cast<double>(t.nsecsElapsed()) / 1e6;
 }
 
-QByteArray config_line(const char* prefix, void (*build)(ParamTable&)) {
-    ParamTable t;
-    build(t);
-    std::string line = prefix;
-    bool first = true;
-    for (const ParamDef& d : t) {
-        if (d.type == ParamRoot) {
-            continue;
-        }
-        line += first ? "" : ",";
-        first = false;
-        line += d.type == ParamFloat || d.type == ParamInternalFloat
-                    ? fmt::format("{:f}", static_cast<double>(d.floatValue))
-                    : param_value_text(d);
-    }
-    return QByteArray::fromStdString(line) + ';';
-}
-
 // A descent to 600 decibar, lit near the surface.
 QByteArray data_file() {
     std::mt19937 rng(12);
-    QByteArray text =
-        config_line("HW_CONF,", &build_hw_params) + "\n" + config_line("ACQ_CONF,", &build_acq_params) + "\n";
+    QByteArray text = benchsupport::config_line("HW_CONF,", &build_hw_params) + "\n" +
+                      benchsupport::config_line("ACQ_CONF,", &build_acq_params) + "\n";
     for (int i = 0; i < kRows; ++i) {
         const double p = 600.0 * i / kRows + (rng() % 1000) / 1000.0;
         const bool black = i % 2 == 0;

@@ -2,6 +2,7 @@
 
 #include "Vignette.h"
 #include "project/Project.h"
+#include "project/SampleForm.h"
 #include "project/SequenceHandler.h"
 
 #include <QComboBox>
@@ -74,8 +75,9 @@ DlgViewVignettes::DlgViewVignettes(const Project& project, const QString& sample
     m_grid->setSpacing(6);
     // Room for the tile and its two lines of text, the widest size line included.
     const QFontMetrics metrics = m_grid->fontMetrics();
-    m_grid->setGridSize(QSize(std::max(kTile, metrics.horizontalAdvance(QStringLiteral("00.00 x 00.00 mm"))) + 16,
-                              kTile + 2 * metrics.height() + 16));
+    m_grid->setGridSize(
+        QSize(std::max(kTile, metrics.horizontalAdvance(QStringLiteral("00.00 x 00.00 mm"))) + 16,
+              kTile + 2 * metrics.height() + 16));
     m_grid->setWordWrap(true);
 
     auto* top = new QHBoxLayout;
@@ -94,12 +96,7 @@ DlgViewVignettes::DlgViewVignettes(const Project& project, const QString& sample
 
     // The sample's range, its sequence's depths and pixel size.
     const RAMCsv& header = project.SampleHeader();
-    int row = -1;
-    for (int r = 0; r < header.RowCount() && row < 0; ++r) {
-        if (header.Get(r, QStringLiteral("profileid")) == sample) {
-            row = r;
-        }
-    }
+    const int row = SampleForm::FindRow(project, sample);
     const QString seq = row >= 0 ? header.Get(row, QStringLiteral("filename")) : QString();
     const int first = row >= 0 ? header.Get(row, QStringLiteral("firstimage")).toInt() : 0;
     const int last = row >= 0 ? header.Get(row, QStringLiteral("endimg")).toInt() : -1;

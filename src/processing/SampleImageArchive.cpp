@@ -5,6 +5,7 @@
 #include "ParallelZipWriter.h"
 #include "Vignette.h"
 #include "project/Project.h"
+#include "project/SampleForm.h"
 #include "project/SequenceHandler.h"
 
 #include <QDir>
@@ -136,12 +137,7 @@ QStringList types() {
 
 QString build(const Project& project, const QString& sample, QStringList* warnings) {
     const RAMCsv& header = project.SampleHeader();
-    int row = -1;
-    for (int r = 0; r < header.RowCount() && row < 0; ++r) {
-        if (header.Get(r, QStringLiteral("profileid")) == sample) {
-            row = r;
-        }
-    }
+    const int row = SampleForm::FindRow(project, sample);
     if (row < 0) {
         return QStringLiteral("Sample %1 not found").arg(sample);
     }

@@ -1,6 +1,7 @@
 #include "SampleSpectrumSource.h"
 
 #include "project/Project.h"
+#include "project/SampleForm.h"
 #include "project/SampleHandler.h"
 
 #include <QFileInfo>
@@ -37,12 +38,7 @@ bool load(const Project& project, const QString& name, const SpectrumSettings& s
         return false;
     };
     const RAMCsv& header = project.SampleHeader();
-    int row = -1;
-    for (int r = 0; r < header.RowCount() && row < 0; ++r) {
-        if (header.Get(r, QStringLiteral("profileid")) == name) {
-            row = r;
-        }
-    }
+    const int row = SampleForm::FindRow(project, name);
     if (row < 0) {
         return fail(QStringLiteral("Sample %1 not found").arg(name));
     }
