@@ -65,8 +65,6 @@ MainFlows::MainFlows(const Parts& parts, QObject* parent)
                 [this](const QString&) { notAvailableYet(QStringLiteral("Sample creation")); });
         connect(m_parts.sequencesPage, &FPrjSeq::ZipVignettesRequested, this,
                 [this](const QStringList&) { notAvailableYet(QStringLiteral("Vignette archives")); });
-        connect(m_parts.sequencesPage, &FPrjSeq::MergeSequencesRequested, this,
-                [this] { notAvailableYet(QStringLiteral("Sequence merging")); });
     }
 }
 

@@ -4,6 +4,7 @@
 #include "MainTop.h"
 #include "MainWindow.h"
 #include "ScreenshotTour.h"
+#include "app/UiDialogs.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "project/DemoProject.h"
@@ -11,6 +12,7 @@
 #include "project/Project.h"
 #include "sim/DemoInstrument.h"
 #include "terminal/DlgSerialTerminal.h"
+#include "tools/DlgMergeSequence.h"
 #include "tools/DownloadTasks.h"
 #include "tools/FFileTransfert.h"
 #include "trace/ZelTraceMgr.h"
@@ -44,6 +46,7 @@ MainHub::MainHub(MainWindow* window)
     m_download = new FFileTransfert(m_project, m_worker.get());
     window->stackedArea()->addWidget(m_download);
     connect(m_sequences, &FPrjSeq::ZipVignettesRequested, this, &MainHub::queueZipVignettes);
+    connect(m_sequences, &FPrjSeq::MergeSequencesRequested, this, &MainHub::openMergeDialog);
     // The sequences page shows what a download or an archive changed on disk.
     connect(
         m_worker.get(), &CThWorker::TaskFinished, m_sequences,
@@ -102,6 +105,7 @@ void MainHub::wireActions() {
     wire("actionStop_asynchronous_job_ASAP", [this] { m_flows->stopAtEndOfTask(); });
     wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
     wire("actionDownload_Data", [this] { m_window->stackedArea()->setCurrentWidget(m_download); });
+    wire("actionMerge_sequences", [this] { openMergeDialog(); });
     // Each line of the terminal takes the instrument itself and says so when it is busy.
     wire("actionOpen_VortOS_terminal", [this] { open_terminal(m_window); });
 }
@@ -144,6 +148,17 @@ void MainHub::queueZipVignettes(const QStringList& sequences) {
     }
 }
 
+void MainHub::openMergeDialog() {
+    if (!m_project->IsOpen()) {
+        UiDialogs::warning(m_window, QStringLiteral("No project"),
+                           QStringLiteral("Open a project before merging its sequences"));
+        return;
+    }
+    DlgMergeSequence dialog(m_project, m_window);
+    connect(&dialog, &DlgMergeSequence::SequencesChanged, m_sequences, &FPrjSeq::on_btRefresh_clicked);
+    dialog.exec();
+}
+
 void MainHub::openDemoProject() {
     if (!m_demo || m_project->IsOpen()) {
         return;
@@ -179,16 +194,15 @@ ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
         };
     };
     tour->add({QStringLiteral("main.png"), [stack] { stack->setCurrentIndex(0); }, window});
-    tour->add(
-        {QStringLiteral("sequences.png"),
-         [this, stack] {
-             stack->setCurrentWidget(m_sequences);
-             // The card's listing runs meanwhile, so that the download page shows it.
-             if (m_project->IsOpen()) {
-                 m_download->on_btGetFileList_clicked();
-             }
-         },
-         window});
+    tour->add({QStringLiteral("sequences.png"),
+               [this, stack] {
+                   stack->setCurrentWidget(m_sequences);
+                   // The card's listing runs meanwhile, so that the download page shows it.
+                   if (m_project->IsOpen()) {
+                       m_download->on_btGetFileList_clicked();
+                   }
+               },
+               window});
     tour->add(
         {QStringLiteral("download.png"), [this, stack] { stack->setCurrentWidget(m_download); }, window});
     tour->add({QStringLiteral("hardware-viewer.png"), [this] { m_flows->viewHardware(); },
