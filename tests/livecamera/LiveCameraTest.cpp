@@ -2,6 +2,7 @@
 // lines sent as the settings change, saving with the settings file, the loop on its own thread
 // under the instrument lock, failed frames; and the settings bounds and the driven INI file.
 #include "device/InterfaceCamera.h"
+#include "link/InstrumentProtocol.h"
 #include "link/SerialLink.h"
 #include "sim/DemoInstrument.h"
 #include "sim/Kelvo6Simulator.h"
@@ -37,9 +38,12 @@ protected:
         QString error;
         ASSERT_TRUE(sim->start(&error)) << error.toStdString();
         ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
-        cam.setEthernetOverride(QStringLiteral("127.0.0.2"), DemoInstrument::freeUdpPort(QStringLiteral("127.0.0.2")));
+        cam.setEthernetOverride(QStringLiteral("127.0.0.2"),
+                                DemoInstrument::freeUdpPort(QStringLiteral("127.0.0.2")));
         cam.setEthernetTimeoutMs(200);
-        ASSERT_TRUE(cam.connectAndIdentify());
+        // Identifying the instrument is not under test: the variant is told and the PU powered.
+        set_instrument_variant(QStringLiteral("LP"));
+        ASSERT_TRUE(cam.puSetup());
         sim->clearReceived();
     }
     void TearDown() override {
@@ -67,7 +71,7 @@ protected:
     }
 
     std::unique_ptr<Kelvo6Simulator> sim;
-    InterfaceCamera cam;
+    InterfaceCamera cam{[](std::chrono::milliseconds) {}}; // the protocol's pauses are not needed here
 };
 
 } // namespace
@@ -104,8 +108,9 @@ TEST(LiveCameraSettings, BoundsTransferTableAndDrivenIni) {
     EXPECT_EQ(absent.Signature(), "1000/0/0/0/0/0/0");
     EXPECT_EQ(absent.fileBaseName, "livecamera");
     EXPECT_EQ(absent.fileExt, "bmp");
-    write_file(dir + "/a.ini", "[settings]\nShutter=abc\nBlack_level=12.0\nGain=9999\ntransferfunc=12\nmire=1\n"
-                               "light=yes\nlightcorrection=1\nfilebasename=out/f#\nfileext=png\n");
+    write_file(dir + "/a.ini",
+               "[settings]\nShutter=abc\nBlack_level=12.0\nGain=9999\ntransferfunc=12\nmire=1\n"
+               "light=yes\nlightcorrection=1\nfilebasename=out/f#\nfileext=png\n");
     const LiveCameraSettings garbage = LiveCameraSettings::FromIni(dir + "/a.ini");
     EXPECT_EQ(garbage.Bounded().Signature(), "1000/12/480/0/1/0/1");
     EXPECT_EQ(garbage.fileBaseName, "out/f#");
@@ -118,14 +123,16 @@ TEST(LiveCameraSession, TextsAndStatistics) {
     m.at<uchar>(1, 0) = 20;
     m.at<uchar>(1, 1) = 250;
     const LiveFrameStats s = LiveCameraSession::Statistics(m);
-    EXPECT_EQ(LiveCameraSession::StatisticsText(s), "Mean level=70.00   Std dev=104.16   Min=  0   Max=250 \n");
+    EXPECT_EQ(LiveCameraSession::StatisticsText(s),
+              "Mean level=70.00   Std dev=104.16   Min=  0   Max=250 \n");
     LiveCameraSettings settings;
     settings.gain = 125;
     settings.blackLevel = 17;
     settings.transferIndex = 3;
-    EXPECT_EQ(LiveCameraSession::AcquisitionText(settings, 4, 1, "21.5"),
-              "Acquisition Parameters\nExposure time = 1000.00 microseconds \nGain = 12.5 dB \nBlack level = 17 "
-              "(12 bits)\nTransfert Fct : LINEAR_1:16\nImage OK=4 , KO=1  , Temperature=21.5 \n");
+    EXPECT_EQ(
+        LiveCameraSession::AcquisitionText(settings, 4, 1, "21.5"),
+        "Acquisition Parameters\nExposure time = 1000.00 microseconds \nGain = 12.5 dB \nBlack level = 17 "
+        "(12 bits)\nTransfert Fct : LINEAR_1:16\nImage OK=4 , KO=1  , Temperature=21.5 \n");
     const cv::Mat wide(2056, 2464, CV_8UC1, cv::Scalar(9));
     EXPECT_EQ(LiveCameraSession::FitToView(wide, 616, 1000).size(), cv::Size(616, 514));
     EXPECT_EQ(LiveCameraSession::FitToView(wide, 2000, 257).size(), cv::Size(308, 257));
