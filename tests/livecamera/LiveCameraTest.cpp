@@ -38,8 +38,8 @@ protected:
         QString error;
         ASSERT_TRUE(sim->start(&error)) << error.toStdString();
         ASSERT_TRUE(init_comm(sim->devicePath(), 38400));
-        cam.setEthernetOverride(QStringLiteral("127.0.0.2"),
-                                DemoInstrument::freeUdpPort(QStringLiteral("127.0.0.2")));
+        udpPort = DemoInstrument::freeUdpPort(QStringLiteral("127.0.0.2"));
+        cam.setEthernetOverride(QStringLiteral("127.0.0.2"), udpPort);
         cam.setEthernetTimeoutMs(200);
         // Identifying the instrument is not under test: the variant is told and the PU powered.
         set_instrument_variant(QStringLiteral("LP"));
@@ -71,6 +71,7 @@ protected:
     }
 
     std::unique_ptr<Kelvo6Simulator> sim;
+    int udpPort = 0;
     InterfaceCamera cam{[](std::chrono::milliseconds) {}}; // the protocol's pauses are not needed here
 };
 
@@ -281,4 +282,31 @@ TEST_F(LiveCameraTest, LoopRunsOnItsOwnThreadUnderTheInstrumentLock) {
     EXPECT_EQ(lines.count("$PU:imgparamset,0,30,1000.00;"), 1);
     EXPECT_EQ(lines.count("$PU:imgparamset,0,40,1000.00;"), 1);
     EXPECT_EQ(lines.count("$TSread;"), 1);
+}
+
+TEST_F(LiveCameraTest, CommandLineGrab) {
+    close_comm(); // the command opens the port itself
+    const QString out = kelvotest::make_temp_dir("grab") + "/frames";
+    const kelvotest::ProgramRun run = kelvotest::run_program(
+        kelvotest::bin_dir() + "/kelvo", {"camera", "grab", "--count", "2", "--gain", "30", "--exposure", "5",
+                                          "--transfer", "log_1:2", "--out", out, "--port", sim->devicePath(),
+                                          "--localip", "127.0.0.2", "--udpport", QString::number(udpPort)});
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const QList<QByteArray> lines = run.out.split('\n');
+    ASSERT_EQ(lines.size(), 3);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(lines[i].startsWith("Mean level=")) << lines[i].toStdString();
+        EXPECT_TRUE(lines[i].endsWith(" ")) << lines[i].toStdString();
+    }
+    EXPECT_EQ(QDir(out).entryList({"livecamera*.png"}, QDir::Files).size(), 2);
+    EXPECT_EQ(QDir(out).entryList({"livecamera*.txt"}, QDir::Files).size(), 1);
+    const QStringList sent = sim->receivedLines();
+    EXPECT_EQ(sent.count("$PU:imgparamset,0,30,13.78;"), 1);
+    EXPECT_EQ(sent.count(kLog12), 1);
+    EXPECT_EQ(sent.count("$PU:framedump,0,0;"), 2);
+
+    EXPECT_EQ(
+        kelvotest::run_program(kelvotest::bin_dir() + "/kelvo", {"camera", "grab", "--transfer", "LOG_9"})
+            .status,
+        2);
 }
