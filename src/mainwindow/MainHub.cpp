@@ -12,6 +12,7 @@
 #include "project/Project.h"
 #include "sim/DemoInstrument.h"
 #include "terminal/DlgSerialTerminal.h"
+#include "tools/DlgLiveCamera.h"
 #include "tools/DlgMergeSequence.h"
 #include "tools/DownloadTasks.h"
 #include "tools/FFileTransfert.h"
@@ -106,6 +107,11 @@ void MainHub::wireActions() {
     wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
     wire("actionDownload_Data", [this] { m_window->stackedArea()->setCurrentWidget(m_download); });
     wire("actionMerge_sequences", [this] { openMergeDialog(); });
+    // The live loop takes the instrument itself, on its own thread, and says so when it is busy.
+    wire("actionLive_Camera", [this] {
+        DlgLiveCamera dialog(m_camera.get(), m_project, &InstrumentLock::instance(), m_window);
+        dialog.exec();
+    });
     // Each line of the terminal takes the instrument itself and says so when it is busy.
     wire("actionOpen_VortOS_terminal", [this] { open_terminal(m_window); });
 }

@@ -18,13 +18,15 @@ constexpr auto kPauseAfterFailure = std::chrono::milliseconds(100);
 LiveCameraLoop::LiveCameraLoop(InterfaceCamera& camera, InstrumentLock* lock, QObject* parent)
     : QObject(parent)
     , m_camera(camera)
-    , m_op(lock) {
-    connect(&m_op, &InstrumentOperation::finished, this,
+    , m_op(std::make_unique<InstrumentOperation>(lock)) {
+    connect(m_op.get(), &InstrumentOperation::finished, this,
             [this](const QVariant&, const QString& error) { Q_EMIT stopped(error); });
 }
 
 LiveCameraLoop::~LiveCameraLoop() {
-    m_stop = true; // the operation's destructor waits for the frame in flight
+    m_stop = true;
+    // The operation waits for the frame in flight, while everything its thread uses still lives.
+    m_op.reset();
 }
 
 void LiveCameraLoop::setSettings(const LiveCameraSettings& settings) {
@@ -56,7 +58,7 @@ void LiveCameraLoop::setPreviewSize(int width, int height) {
 
 bool LiveCameraLoop::start(QString* refusal) {
     m_stop = false;
-    return m_op.start(
+    return m_op->start(
         QLatin1String(kOperationName),
         [this] {
             run();

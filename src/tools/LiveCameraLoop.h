@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -38,7 +39,7 @@ public:
     // False (with "the instrument is busy with ..." in `refusal`) when the instrument is held.
     bool start(QString* refusal = nullptr);
     void stop();
-    bool isRunning() const { return m_op.isRunning(); }
+    bool isRunning() const { return m_op->isRunning(); }
 
     // The newest frame not taken yet.
     std::optional<LiveFrame> takeFrame();
@@ -52,7 +53,7 @@ private:
     void run();
 
     InterfaceCamera& m_camera;
-    InstrumentOperation m_op;
+    std::unique_ptr<InstrumentOperation> m_op;
     mutable std::mutex m_mutex;
     LiveCameraSettings m_settings;
     LiveSaveTarget m_target;

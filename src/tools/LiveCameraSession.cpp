@@ -68,6 +68,7 @@ LiveFrame LiveCameraSession::Pass(const LiveCameraSettings& requested, const Liv
     frame.displayed = m_displayed;
     frame.failed = m_failed;
     frame.saved = m_saved;
+    frame.temperature = m_temperature;
     return frame;
 }
 

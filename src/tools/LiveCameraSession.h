@@ -29,6 +29,7 @@ struct LiveFrame {
     int displayed = 0;            // good frames of the run so far
     int failed = 0;               // failed frames of the run so far
     int saved = 0;                // frames saved in the run so far
+    QString temperature;          // the instrument's temperature text of the run
     QString savedPath;            // the image saved by this pass, empty when none
     QString settingsPath;         // the settings file written by this pass, empty when none
     QString saveError;            // why saving failed, empty otherwise
