@@ -6,6 +6,7 @@
 #include "trace/FmtQt.h"
 #include "trace/ZelTraceMgr.h"
 
+#include <QBuffer>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -16,6 +17,10 @@
 #include <quazip/quazipfile.h>
 #include <quazip/quazipfileinfo.h>
 #include <quazip/quazipnewinfo.h>
+
+#include <climits>
+#include <filesystem>
+#include <memory>
 
 namespace {
 
@@ -99,6 +104,12 @@ bool copy_entries(QuaZip& src, QuaZip& dst, QSet<QString>& names, const QString&
         ++r.entries;
     }
     return src.getZipError() == UNZ_OK;
+}
+
+// A whole file copied by the kernel where it can (as cp does), not through user space.
+bool copy_whole_file(const QString& from, const QString& to) {
+    std::error_code ec;
+    return std::filesystem::copy_file(from.toStdString(), to.toStdString(), ec) && !ec;
 }
 
 QSet<QString> entry_names(QuaZip& zip) {
@@ -299,7 +310,7 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
         const QString& s = sources[i];
         const QString srcData = SequenceHandler::DataFilePath(projectPath, s);
         if (i == 0) {
-            if (!QFile::copy(srcData, destData)) {
+            if (!copy_whole_file(srcData, destData)) {
                 return failClean(QStringLiteral("Unable to copy %1 to %2").arg(srcData, destData));
             }
             mergeLog.write((srcData + QStringLiteral(" used as base file by copy\n")).toUtf8());
@@ -328,7 +339,26 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
         const QString srcZip =
             SequenceHandler::SequenceFolder(projectPath, s) + QStringLiteral("/images.zip");
         if (QFileInfo(srcZip).isFile()) {
-            QuaZip src(srcZip);
+            // The source is read through a mapping of its file: the entries' bytes are copied
+            // from memory instead of in many small reads.
+            QFile srcFile(srcZip);
+            QByteArray mapped;
+            QBuffer srcBuffer;
+            std::unique_ptr<QuaZip> srcHolder;
+            if (srcFile.open(QIODevice::ReadOnly) && srcFile.size() > 0) {
+                if (uchar* p = srcFile.map(0, srcFile.size())) {
+                    mapped =
+                        QByteArray::fromRawData(reinterpret_cast<const char*>(p),
+                                                static_cast<int>(std::min<qint64>(srcFile.size(), INT_MAX)));
+                }
+            }
+            if (!mapped.isNull() && mapped.size() == srcFile.size()) {
+                srcBuffer.setBuffer(&mapped);
+                srcHolder = std::make_unique<QuaZip>(&srcBuffer);
+            } else {
+                srcHolder = std::make_unique<QuaZip>(srcZip);
+            }
+            QuaZip& src = *srcHolder;
             if (!src.open(QuaZip::mdUnzip)) {
                 const std::string text =
                     fmt::format("MergeImages Can't open source sequence images {}", srcZip);
@@ -338,7 +368,7 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
                 names = entry_names(src);
                 r.entries = static_cast<int>(names.size());
                 src.close();
-                if (!QFile::copy(srcZip, destZip)) {
+                if (!copy_whole_file(srcZip, destZip)) {
                     return failClean(QStringLiteral("Unable to copy %1 to %2").arg(srcZip, destZip));
                 }
             } else {
