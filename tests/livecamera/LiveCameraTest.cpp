@@ -189,6 +189,17 @@ TEST_F(LiveCameraTest, LinesSentOnlyWhenSettingsChange) {
     EXPECT_FALSE(bad.good);
     EXPECT_EQ(bad.displayed, pass);
     EXPECT_EQ(bad.failed, 1);
+    sim->setUdpFault(SimUdpFault::NoHeader); // the instrument sends no frame header
+    EXPECT_EQ(session.Pass(LiveCameraSettings(), target).status, "KO1");
+
+    // A host address the link refuses: no frame, no crash, counted as failed.
+    InterfaceCamera refused{[](std::chrono::milliseconds) {}};
+    refused.setEthernetOverride(QStringLiteral("127.0.0.1"), udpPort);
+    LiveCameraSession other(refused);
+    const LiveFrame none = other.Pass(LiveCameraSettings(), target);
+    EXPECT_EQ(none.status, "Erreur Ethernet");
+    EXPECT_EQ(none.failed, 1);
+    EXPECT_TRUE(none.image.empty());
 }
 
 TEST_F(LiveCameraTest, SavingWithTheSettingsFile) {
