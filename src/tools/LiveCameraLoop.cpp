@@ -82,6 +82,7 @@ std::optional<LiveFrame> LiveCameraLoop::takeFrame() {
 void LiveCameraLoop::run() {
     LiveCameraSession session(m_camera);
     session.setTemperature(m_camera.temperature());
+    bool toldMissingIni = false;
     while (!m_stop) {
         LiveCameraSettings settings;
         LiveSaveTarget target;
@@ -92,9 +93,10 @@ void LiveCameraLoop::run() {
             target.driven = m_driven;
             session.setPreviewSize(m_previewWidth, m_previewHeight);
             if (m_driven) {
-                if (!QFileInfo::exists(m_iniPath)) {
+                if (!QFileInfo::exists(m_iniPath) && !toldMissingIni) {
                     GetTraceMgr()->logf("DlgLiveCamera", ZelLevelWarning, "{} not found: defaults used",
                                         m_iniPath.toStdString());
+                    toldMissingIni = true;
                 }
                 settings = LiveCameraSettings::FromIni(m_iniPath);
             }

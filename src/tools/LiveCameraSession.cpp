@@ -51,6 +51,7 @@ LiveFrame LiveCameraSession::Pass(const LiveCameraSettings& requested, const Liv
                                       static_cast<std::int64_t>(s.exposureUs), m_displayed == 0, image);
     frame.good = frame.status == QLatin1String("OK") && image.cols > 0 && image.rows > 0;
     if (frame.good) {
+        m_lastFailure.clear();
         ++m_displayed;
         frame.image = image;
         frame.stats = Statistics(image);
@@ -63,7 +64,11 @@ LiveFrame LiveCameraSession::Pass(const LiveCameraSettings& requested, const Liv
         }
     } else {
         ++m_failed;
-        GetTraceMgr()->logf(kModule, ZelLevelWarning, "Live image failed: {}", frame.status);
+        // A lost link fails every pass: the log says so when the answer changes, not each time.
+        if (frame.status != m_lastFailure) {
+            GetTraceMgr()->logf(kModule, ZelLevelWarning, "Live image failed: {}", frame.status);
+        }
+        m_lastFailure = frame.status;
     }
     frame.displayed = m_displayed;
     frame.failed = m_failed;

@@ -86,6 +86,7 @@ private:
     int m_sentGain = -1;
     int m_sentTransfer = 0;
     QString m_writtenSignature;
+    QString m_lastFailure;
     QString m_temperature = QStringLiteral("?");
     int m_previewWidth = 0;
     int m_previewHeight = 0;
