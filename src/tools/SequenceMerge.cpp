@@ -21,6 +21,7 @@
 #include <climits>
 #include <filesystem>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -67,6 +68,7 @@ QByteArray acq_conf_line(const QString& dataFile) {
 // again. Names already in `names` are skipped (a zip holding a name twice is ambiguous).
 bool copy_entries(QuaZip& src, QuaZip& dst, QSet<QString>& names, const QString& srcPath,
                   SequenceMerge::Result& r) {
+    std::vector<char> buffer(kCopyChunk); // one buffer for every entry: no allocation per entry
     for (bool more = src.goToFirstFile(); more; more = src.goToNextFile()) {
         QuaZipFileInfo64 info;
         if (!src.getCurrentFileInfo(&info)) {
@@ -89,9 +91,15 @@ bool copy_entries(QuaZip& src, QuaZip& dst, QSet<QString>& names, const QString&
         if (!out.open(QIODevice::WriteOnly, QuaZipNewInfo(info), nullptr, info.crc, method, level, true)) {
             return false;
         }
-        QByteArray chunk;
-        while (!(chunk = in.read(kCopyChunk)).isEmpty()) {
-            if (out.write(chunk) != chunk.size()) {
+        for (;;) {
+            const qint64 n = in.read(buffer.data(), static_cast<qint64>(buffer.size()));
+            if (n < 0) {
+                return false;
+            }
+            if (n == 0) {
+                break;
+            }
+            if (out.write(buffer.data(), n) != n) {
                 return false;
             }
         }
