@@ -128,16 +128,24 @@ int sequence_command(const QStringList& args) {
     if (verb == QLatin1String("zip")) {
         return sequence_zip(args);
     }
+    if (verb == QLatin1String("merge")) {
+        return sequence_merge(args);
+    }
+    if (verb == QLatin1String("unmerge")) {
+        return sequence_unmerge(args);
+    }
     return sequence_show(args);
 }
 
 static CliRegistrar projectReg({"project", "project show DIR",
                                 "load DIR as a project and print its parts, header file and sequences",
                                 &project_show});
-static CliRegistrar sequenceReg({"sequence",
-                                 "sequence show DIR SEQ [--rows] | card DIR | download DIR (--missing | SEQ...) | "
-                                 "zip DIR (--missing | SEQ...)",
-                                 "print a sequence's summary; list, download or archive the card's sequences",
-                                 &sequence_command});
+static CliRegistrar sequenceReg(
+    {"sequence",
+     "sequence show DIR SEQ [--rows] | card DIR | download DIR (--missing | SEQ...) | "
+     "zip DIR (--missing | SEQ...) | merge DIR (--into NAME SEQ... | --auto) | unmerge DIR SEQ...",
+     "print a sequence's summary; list, download or archive the card's sequences; "
+     "merge sequences",
+     &sequence_command});
 
 } // namespace

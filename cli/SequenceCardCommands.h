@@ -8,3 +8,6 @@
 int sequence_card(const QStringList& args);
 int sequence_download(const QStringList& args);
 int sequence_zip(const QStringList& args);
+// `kelvo sequence merge|unmerge`: sequences merged into one, and used sources restored.
+int sequence_merge(const QStringList& args);
+int sequence_unmerge(const QStringList& args);

@@ -64,8 +64,6 @@ MainFlows::MainFlows(const Parts& parts, QObject* parent)
     }
     if (m_parts.sequencesPage != nullptr) {
         connect(m_parts.sequencesPage, &FPrjSeq::CreateSampleRequested, this, &MainFlows::createSample);
-        connect(m_parts.sequencesPage, &FPrjSeq::MergeSequencesRequested, this,
-                [this] { notAvailableYet(QStringLiteral("Sequence merging")); });
     }
 }
 

@@ -5,6 +5,7 @@
 #include "MainWindow.h"
 #include "ScreenshotTour.h"
 #include "app/AppSettings.h"
+#include "app/UiDialogs.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "processing/ExportTasks.h"
@@ -16,6 +17,8 @@
 #include "project/Project.h"
 #include "sim/DemoInstrument.h"
 #include "terminal/DlgSerialTerminal.h"
+#include "tools/DlgLiveCamera.h"
+#include "tools/DlgMergeSequence.h"
 #include "tools/DownloadTasks.h"
 #include "tools/FFileTransfert.h"
 #include "trace/ZelTraceMgr.h"
@@ -63,6 +66,7 @@ MainHub::MainHub(MainWindow* window)
     m_samples = new FPrjSample(m_project, m_worker.get());
     window->stackedArea()->addWidget(m_samples);
     connect(m_sequences, &FPrjSeq::ZipVignettesRequested, this, &MainHub::queueZipVignettes);
+    connect(m_sequences, &FPrjSeq::MergeSequencesRequested, this, &MainHub::openMergeDialog);
     // The sequences page shows what a download or an archive changed on disk.
     connect(
         m_worker.get(), &CThWorker::TaskFinished, m_sequences,
@@ -133,6 +137,12 @@ void MainHub::wireActions() {
     wire("actionProject_sequences", [this] { m_window->stackedArea()->setCurrentWidget(m_sequences); });
     wire("actionProject_samples", [this] { m_window->stackedArea()->setCurrentWidget(m_samples); });
     wire("actionDownload_Data", [this] { m_window->stackedArea()->setCurrentWidget(m_download); });
+    wire("actionMerge_sequences", [this] { openMergeDialog(); });
+    // The live loop takes the instrument itself, on its own thread, and says so when it is busy.
+    wire("actionLive_Camera", [this] {
+        DlgLiveCamera dialog(m_camera.get(), m_project, &InstrumentLock::instance(), m_window);
+        dialog.exec();
+    });
     // Each line of the terminal takes the instrument itself and says so when it is busy.
     wire("actionOpen_VortOS_terminal", [this] { open_terminal(m_window); });
 }
@@ -174,6 +184,17 @@ void MainHub::queueZipVignettes(const QStringList& sequences) {
     for (const QString& seq : sequences) {
         m_worker->enqueue(QStringLiteral("ZipVignettes"), m_project->Path(), seq, {}, true);
     }
+}
+
+void MainHub::openMergeDialog() {
+    if (!m_project->IsOpen()) {
+        UiDialogs::warning(m_window, QStringLiteral("No project"),
+                           QStringLiteral("Open a project before merging its sequences"));
+        return;
+    }
+    DlgMergeSequence dialog(m_project, m_window);
+    connect(&dialog, &DlgMergeSequence::SequencesChanged, m_sequences, &FPrjSeq::on_btRefresh_clicked);
+    dialog.exec();
 }
 
 void MainHub::openDemoProject() {

@@ -56,6 +56,7 @@ private:
     // In demo mode, opens the demo instrument's project when the start-up opened none.
     void openDemoProject();
     void queueZipVignettes(const QStringList& sequences);
+    void openMergeDialog();
 
     MainWindow* m_window;
     std::unique_ptr<InterfaceCamera> m_camera;

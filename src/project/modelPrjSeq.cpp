@@ -33,7 +33,7 @@ void modelPrjSeq::Reload() {
         }
         const QString project = m_project->Path();
         const QDir raw(project + QStringLiteral("/raw"));
-        const QStringList folders = raw.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Unsorted);
+        const QStringList folders = raw.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
         m_entries.reserve(folders.size());
         for (const QString& name : folders) {
             Entry e;
