@@ -3,9 +3,9 @@
 // and the page's table and tasks.
 #include "SampleFixture.h"
 #include "mainwindow/MainFlows.h"
-#include "processing/SampleDataProcessor.h"
 #include "processing/DlgViewVignettes.h"
 #include "processing/ExportTasks.h"
+#include "processing/SampleDataProcessor.h"
 #include "processing/SampleTasks.h"
 #include "project/DlgCreateSample.h"
 #include "project/FPrjSample.h"
@@ -256,7 +256,8 @@ TEST(FPrjSample, TableTooltipsAndQueuedWork) {
     click(page, "btViewChart");
     ASSERT_FALSE(dialogs.seen.empty());
     EXPECT_EQ(dialogs.seen.back().title, "View chart");
-    EXPECT_EQ(dialogs.seen.back().text, "Sample a1 lacks a calibration: aa, exp and volimage must be numbers");
+    EXPECT_EQ(dialogs.seen.back().text,
+              "Sample a1 lacks a calibration: aa, exp and volimage must be numbers");
     click(page, "btViewVignettes");
     auto* viewer = page.findChild<DlgViewVignettes*>();
     ASSERT_NE(viewer, nullptr);
