@@ -158,8 +158,8 @@ bool ParallelZipWriter::add(const QString& name, QByteArray data, Content conten
     while (m_error.isEmpty()) {
         {
             std::lock_guard<std::mutex> hold(m_mutex);
-            const bool tooMuch =
-                m_pendingBytes > m_maxPending || m_order.size() > static_cast<std::size_t>(8 * m_threadCount);
+            const bool tooMuch = m_pendingBytes > m_maxPending ||
+                                 m_order.size() > static_cast<std::size_t>(kEntriesPerThread * m_threadCount);
             if (!tooMuch || m_order.empty()) {
                 break;
             }

@@ -42,6 +42,9 @@ public:
     using WrittenCallback = std::function<void(const Written&)>;
 
     static constexpr std::int64_t kDefaultPendingBytes = 96LL * 1024 * 1024;
+    // Entries that may wait per pool thread: enough that a thread kept off the processor for a
+    // moment does not stall the one adding (during a download, the receiver of the next file).
+    static constexpr int kEntriesPerThread = 32;
 
     // `threads` 0: one per processor.
     explicit ParallelZipWriter(int threads = 0, std::int64_t maxPendingBytes = kDefaultPendingBytes);
