@@ -6,6 +6,7 @@
 #include "ScreenshotTour.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
+#include "programming/ProgrammingActions.h"
 #include "project/DemoProject.h"
 #include "project/FPrjSeq.h"
 #include "project/Project.h"
@@ -71,6 +72,12 @@ MainHub::MainHub(MainWindow* window)
     parts.sequencesPage = m_sequences;
     m_flows = new MainFlows(parts, this);
     window->setProjectOpener([this](const QString& path) { return m_flows->openProject(path); });
+    // Programming presets, project creation and the connection check's parameter question.
+    auto* programming = new ProgrammingActions(
+        window, m_camera.get(), m_project,
+        [window](const QString& path) { return window->openProject(path); }, this);
+    m_flows->setParameterManagement([programming] { return programming->compareWithProject(); },
+                                    [programming] { programming->replaceProjectParameters(); });
     wireActions();
     window->installEventFilter(this);
 }
@@ -179,16 +186,15 @@ ScreenshotTour* MainHub::makeScreenshotTour(const QString& folder) {
         };
     };
     tour->add({QStringLiteral("main.png"), [stack] { stack->setCurrentIndex(0); }, window});
-    tour->add(
-        {QStringLiteral("sequences.png"),
-         [this, stack] {
-             stack->setCurrentWidget(m_sequences);
-             // The card's listing runs meanwhile, so that the download page shows it.
-             if (m_project->IsOpen()) {
-                 m_download->on_btGetFileList_clicked();
-             }
-         },
-         window});
+    tour->add({QStringLiteral("sequences.png"),
+               [this, stack] {
+                   stack->setCurrentWidget(m_sequences);
+                   // The card's listing runs meanwhile, so that the download page shows it.
+                   if (m_project->IsOpen()) {
+                       m_download->on_btGetFileList_clicked();
+                   }
+               },
+               window});
     tour->add(
         {QStringLiteral("download.png"), [this, stack] { stack->setCurrentWidget(m_download); }, window});
     tour->add({QStringLiteral("hardware-viewer.png"), [this] { m_flows->viewHardware(); },

@@ -8,6 +8,8 @@
 #include <QStandardItemModel>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 // Outside any namespace, as the resource initialiser requires.
 static void init_kelvo_icons_resource() {
     Q_INIT_RESOURCE(kelvo_icons);
@@ -51,7 +53,9 @@ ZelTraceMgrTreeView::ZelTraceMgrTreeView(ZelTraceMgrDispatcher* dispatcher, QWid
     setSelectionBehavior(QAbstractItemView::SelectRows);
     header()->setMinimumSectionSize(16);
     setColumnWidth(ColIcon, 30);
-    setColumnWidth(ColDate, 110);
+    // Wide enough for the whole date in the font in use (110 pixels at the least).
+    setColumnWidth(ColDate,
+                   std::max(110, fontMetrics().horizontalAdvance(QStringLiteral("00/00 00:00:00.000")) + 16));
     setColumnWidth(ColModule, 100);
     header()->setStretchLastSection(true);
 
