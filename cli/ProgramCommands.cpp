@@ -7,6 +7,7 @@
 #include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
+#include "programming/FreeFileUpload.h"
 #include "programming/ParamMgt.h"
 #include "programming/PresetProgram.h"
 #include "programming/ProjectCreation.h"
@@ -358,6 +359,85 @@ int program_command(const QStringList& args) {
     out(fmt::format("{}: {}\n", ParamMgt::kDoneTitle, ParamMgt::kDoneText));
     return 0;
 }
+
+// The free-file page's three uploads.
+int upload_command(const QStringList& args) {
+    static const char* const usage = "Usage: kelvo upload (--hw-file F [--override-serials] "
+                                     "[--override-settings] | --acq-file F --slot N | "
+                                     "--timetable-file F) [--port P]\n";
+    const Options o = parse(args, {"hw-file", "acq-file", "slot", "timetable-file", "port"},
+                            {"override-serials", "override-settings"});
+    if (o.flags.contains(QLatin1String("help"))) {
+        out(usage);
+        out("Uploads one parameter file as the free-file page does and reads back what the instrument then "
+            "holds. "
+            "A hardware file keeps the instrument's serial numbers and its own settings (calibration, light "
+            "timing, image sensor) unless overridden.\n");
+        return 0;
+    }
+    const int kinds = int(o.has("hw-file")) + int(o.has("acq-file")) + int(o.has("timetable-file"));
+    bool slotOk = false;
+    const int slot = o.value("slot").toInt(&slotOk);
+    if (!o.error.isEmpty() || kinds != 1 || !o.positional.isEmpty() || (o.has("acq-file") && !slotOk)) {
+        err(fmt::format("kelvo upload: {}\n{}", o.error.isEmpty() ? QStringLiteral("bad arguments") : o.error,
+                        usage));
+        return 2;
+    }
+    ParamTable table;
+    Timetable timetable;
+    QString file;
+    bool read = false;
+    if (o.has("hw-file")) {
+        file = o.value("hw-file");
+        build_hw_params(table);
+        read = get_params_from_file(file, table) >= 0;
+    } else if (o.has("acq-file")) {
+        file = o.value("acq-file");
+        build_acq_params(table);
+        read = get_params_from_file(file, table) >= 0;
+    } else {
+        file = o.value("timetable-file");
+        read = get_timetable_from_file(file, timetable) >= 0;
+    }
+    if (!read) {
+        err(fmt::format("kelvo upload: Unable to load file {}\n", file));
+        return 1;
+    }
+    Instrument instrument;
+    QString error;
+    if (!instrument.connect(o.value("port"), &error)) {
+        err(fmt::format("kelvo upload: {}\n", error));
+        return 1;
+    }
+    ProgramResult r;
+    QString done;
+    QString failed;
+    if (o.has("hw-file")) {
+        r = FreeFileUpload::uploadHardware(table, instrument.camera(),
+                                           o.flags.contains(QLatin1String("override-serials")),
+                                           o.flags.contains(QLatin1String("override-settings")));
+        done = QStringLiteral("HW Parameter updated");
+        failed = QStringLiteral("HW Parameter programming error");
+    } else if (o.has("acq-file")) {
+        r = FreeFileUpload::uploadAcquisition(table, slot, instrument.camera());
+        done = QStringLiteral("ACQ Parameter updated");
+        failed = QStringLiteral("ACQ programming error");
+    } else {
+        r = FreeFileUpload::uploadTimetable(timetable, instrument.camera());
+        done = QStringLiteral("TimeTable updated");
+        failed = QStringLiteral("TimeTable programming error");
+    }
+    if (!r.ok) {
+        err(fmt::format("{}: {}\n", failed, r.errorBoxText()));
+        return 1;
+    }
+    out(fmt::format("Update done: {}\n", done));
+    return 0;
+}
+
+static CliRegistrar uploadReg({"upload",
+                               "upload (--hw-file F | --acq-file F --slot N | --timetable-file F) [--port P]",
+                               "upload a parameter or timetable file and read it back", &upload_command});
 
 static CliRegistrar paramsReg({"params", "params compare|save PROJECT [--port P]",
                                "compare the instrument's parameters with a project's, or save them into it",

@@ -129,3 +129,26 @@ TEST_F(ProgramCommandsTest, ProjectCreateWithAndWithoutInstrument) {
     }
     EXPECT_FALSE(QFileInfo::exists(parent + "/kelvo6_sn1_20200230_x"));
 }
+
+TEST_F(ProgramCommandsTest, UploadKeepsTheInstrumentsSerialNumbersUnlessOverridden) {
+    const QString file = project + "/hw.txt";
+    kelvotest::write_file(file, "Camera_ref = OTHER\nGain = 7\nPressure_offset = -3\n");
+    kelvotest::ProgramRun r = kelvo({"upload", "--hw-file", file, "--port", sim.devicePath()});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    EXPECT_EQ(r.out, "Update done: HW Parameter updated\n");
+    QStringList hw = sim.hardwareFields();
+    EXPECT_EQ(hw.value(0), "K6LP-0001"); // Camera_ref kept
+    EXPECT_EQ(hw.value(16), "0");        // Gain is an instrument setting: kept
+    EXPECT_EQ(hw.value(9), "-3.000000"); // Pressure_offset taken from the file
+
+    r = kelvo({"upload", "--hw-file", file, "--override-serials", "--override-settings", "--port",
+               sim.devicePath()});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    hw = sim.hardwareFields();
+    EXPECT_EQ(hw.value(0), "OTHER");
+    EXPECT_EQ(hw.value(16), "7");
+
+    r = kelvo({"upload", "--acq-file", project + "/absent.txt", "--slot", "2", "--port", sim.devicePath()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, ("kelvo upload: Unable to load file " + project + "/absent.txt\n").toUtf8());
+}
