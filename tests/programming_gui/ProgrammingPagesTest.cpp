@@ -5,6 +5,7 @@
 #include "link/InstrumentProtocol.h"
 #include "link/SerialLink.h"
 #include "params/DlgParamViewer.h"
+#include "params/DlgTimetableViewer.h"
 #include "programming/FParamPreset.h"
 #include "programming/ParamMgt.h"
 #include "programming/ProgrammingActions.h"
@@ -12,6 +13,7 @@
 #include "programming/dlgeditprojet.h"
 #include "project/Project.h"
 #include "sim/Kelvo6Simulator.h"
+#include "support/LogCapture.h"
 #include "support/ScriptedDialogs.h"
 #include "support/TestSupport.h"
 
@@ -24,6 +26,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -48,7 +51,8 @@ protected:
         ShippedData::setFolderOverride("templates", kelvotest::source_dir() + "/templates");
         ShippedData::setFolderOverride("modele", kelvotest::source_dir() + "/modele");
         window = std::make_unique<QWidget>();
-        for (const char* name : {"actionALS_Sea_Explorer", "actionCTD_Mode", "actionCreate_new_project"}) {
+        for (const char* name :
+             {"actionALS_Sea_Explorer", "actionCTD_Mode", "actionTIME_Mode", "actionCreate_new_project"}) {
             auto* a = new QAction(window.get());
             a->setObjectName(name);
         }
@@ -213,4 +217,44 @@ TEST_F(ProgrammingPagesTest, ProjectDialogAsksForMissingPeopleThenCreates) {
     EXPECT_TRUE(QFileInfo::exists(path + "/config/cruise_info.txt"));
     EXPECT_TRUE(QFileInfo::exists(path + "/config/compute_vignette.txt"));
     EXPECT_EQ(dlg.folderLabel()->text(), "kelvo6_sn000120lp_2021_my_cruise\n\nFolder name OK");
+}
+
+TEST_F(ProgrammingPagesTest, TimePageEditsItsTimetableAndProgramsIt) {
+    connectInstrument();
+    openProject();
+    kelvotest::write_file(project.Path() + "/config/timetable.txt", "2024 * * * 10 * ACQ_TIME_DAY 60\n");
+    ScriptedDialogs dialogs;
+    kelvotest::LogCapture log;
+    trigger("actionTIME_Mode");
+    auto* page = top_level<FParamPreset>("FParamTime");
+    ASSERT_NE(page, nullptr);
+    ASSERT_NE(page->grid(), nullptr);
+    EXPECT_EQ(page->grid()->columnCount(), 1);
+    EXPECT_EQ(page->grid()->horizontalHeaderItem(0)->text(), "Conf ACQ_TIME_DAY");
+
+    // The editor renames the configuration; the page then edits the renamed one.
+    QTimer::singleShot(0, [] {
+        auto* editor = qobject_cast<DlgTimetableViewer*>(QApplication::activeModalWidget());
+        ASSERT_NE(editor, nullptr);
+        EXPECT_EQ(editor->windowTitle(), "TIME Mode Timetable edition");
+        editor->table()->item(0, 6)->setText("ACQ_TIME_NEW");
+        editor->findChild<QPushButton*>("btSaveChanges")->click();
+    });
+    page->findChild<QPushButton*>("btEditTimetable")->click();
+    EXPECT_EQ(page->grid()->horizontalHeaderItem(0)->text(), "Conf ACQ_TIME_NEW");
+    bool logged = false;
+    for (const QString& t : log.Texts()) {
+        logged = logged || t.startsWith("ParamTIME|2|AcqName=ACQ_TIME_NEW at pos 0 = ");
+    }
+    EXPECT_TRUE(logged);
+
+    page->grid()->item(1, 0)->setText("25"); // Frames_per_bloc
+    dialogs.expect(QMessageBox::Ok);
+    page->findChild<QPushButton*>("btProgSensor")->click();
+    ASSERT_EQ(dialogs.seen.size(), 1u);
+    EXPECT_EQ(dialogs.seen[0].title, "Programmation Done") << dialogs.seen[0].text.toStdString();
+    ASSERT_EQ(sim->timetable().size(), 1);
+    EXPECT_TRUE(sim->timetable()[0].contains("ACQ_TIME_NEW"));
+    EXPECT_EQ(sim->slotFields(0).value(0), "ACQ_TIME_NEW");
+    EXPECT_EQ(sim->slotFields(0).value(3), "25");
 }
