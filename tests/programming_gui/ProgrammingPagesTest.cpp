@@ -6,6 +6,7 @@
 #include "link/SerialLink.h"
 #include "params/DlgParamViewer.h"
 #include "params/DlgTimetableViewer.h"
+#include "programming/FParamFreeFile.h"
 #include "programming/FParamPreset.h"
 #include "programming/ParamMgt.h"
 #include "programming/ProgrammingActions.h"
@@ -257,4 +258,30 @@ TEST_F(ProgrammingPagesTest, TimePageEditsItsTimetableAndProgramsIt) {
     EXPECT_TRUE(sim->timetable()[0].contains("ACQ_TIME_NEW"));
     EXPECT_EQ(sim->slotFields(0).value(0), "ACQ_TIME_NEW");
     EXPECT_EQ(sim->slotFields(0).value(3), "25");
+}
+
+TEST_F(ProgrammingPagesTest, FreeFileUploadsWithTheOverrideBoxes) {
+    connectInstrument();
+    openProject();
+    const QString file = project.Path() + "/config/mine.txt";
+    kelvotest::write_file(file, "Light_ref = LU-9999\nShutter = 200\nThreshold = 9\n");
+    ScriptedDialogs dialogs;
+    FParamFreeFile page(camera.get(), project.Path() + "/config");
+    dialogs.expectFile(file);
+    page.findChild<QPushButton*>("btHWFile")->click();
+    EXPECT_EQ(dialogs.fileRequests.at(0).caption, "Select HW File");
+    EXPECT_EQ(dialogs.fileRequests.at(0).filter, "*.txt");
+    auto* serials = page.findChild<QCheckBox*>("cbOverideSerials");
+    ASSERT_NE(serials, nullptr);
+    EXPECT_EQ(serials->text(), "Overide Serial Numbers");
+    serials->setChecked(true); // the light reference from the file, the sensor settings kept
+
+    dialogs.expect(QMessageBox::Ok);
+    page.findChild<QPushButton*>("btUploadHW")->click();
+    ASSERT_EQ(dialogs.seen.size(), 1u);
+    EXPECT_EQ(dialogs.seen[0].title, "Update done");
+    EXPECT_EQ(dialogs.seen[0].text, "HW Parameter updated");
+    const QStringList hw = sim->hardwareFields();
+    EXPECT_EQ(hw.value(4), "LU-9999");
+    EXPECT_EQ(hw.value(15), "100"); // Shutter: an instrument setting, kept
 }
