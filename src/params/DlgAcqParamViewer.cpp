@@ -78,6 +78,8 @@ void DlgAcqParamViewer::setTables(const std::vector<ParamTable>& tables, const Q
             }
         }
     }
+    // Every name and value whole.
+    m_tbl->resizeColumnsToContents();
     m_lblCaption->setText(caption);
     setWindowTitle(title);
 }

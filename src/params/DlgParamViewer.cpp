@@ -28,10 +28,12 @@ DlgParamViewer::DlgParamViewer(QWidget* parent)
     m_tbl->setHorizontalHeaderLabels(
         {QStringLiteral("Name"), QStringLiteral("Value"), QStringLiteral("Documentation")});
     m_tbl->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    // Rows fit their text (long documentation wraps); 10 pixels stays the least height.
+    // Rows fit a line of text (10 pixels stays the least height); a long documentation ends in
+    // an ellipsis and shows whole in its tool tip and on double click.
     m_tbl->verticalHeader()->setMinimumSectionSize(10);
     m_tbl->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    m_tbl->setWordWrap(true);
+    m_tbl->setWordWrap(false);
+    m_tbl->setTextElideMode(Qt::ElideRight);
     m_tbl->horizontalHeader()->setStretchLastSection(true);
 
     auto* buttons = new QHBoxLayout;
@@ -42,7 +44,7 @@ DlgParamViewer::DlgParamViewer(QWidget* parent)
     layout->addWidget(m_lbl);
     layout->addWidget(m_tbl);
     layout->addLayout(buttons);
-    resize(900, 600);
+    resize(1150, 640);
 
     connect(m_btClose, &QPushButton::clicked, this, &QDialog::close);
     QMetaObject::connectSlotsByName(this);

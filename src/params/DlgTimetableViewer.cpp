@@ -45,10 +45,9 @@ DlgTimetableViewer::DlgTimetableViewer(QWidget* parent)
                                       QStringLiteral("WeekDay"), QStringLiteral("Hour"),
                                       QStringLiteral("Half hour"), QStringLiteral("AcqConfig"),
                                       QStringLiteral("Duration (min)")});
-    for (int c = Year; c <= HalfHour; ++c) {
-        m_tbl->setColumnWidth(c, 60);
-    }
-    m_tbl->setColumnWidth(AcqConfig, 120);
+    // Columns fit their header and cells (60 and 120 pixels at the least).
+    m_tbl->horizontalHeader()->setMinimumSectionSize(60);
+    m_tbl->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_tbl->verticalHeader()->setVisible(false);
     m_tbl->verticalHeader()->setMinimumSectionSize(10);
     m_tbl->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);

@@ -56,7 +56,9 @@ ZelTraceMgrTreeView::ZelTraceMgrTreeView(ZelTraceMgrDispatcher* dispatcher, QWid
     // Wide enough for the whole date in the font in use (110 pixels at the least).
     setColumnWidth(ColDate,
                    std::max(110, fontMetrics().horizontalAdvance(QStringLiteral("00/00 00:00:00.000")) + 16));
-    setColumnWidth(ColModule, 100);
+    setColumnWidth(
+        ColModule,
+        std::max(100, fontMetrics().horizontalAdvance(QStringLiteral("SampleDataProcessor")) + 16));
     header()->setStretchLastSection(true);
 
     if (parent) {
