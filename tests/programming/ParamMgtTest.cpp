@@ -179,10 +179,16 @@ TEST(ParamMgt, SaveArchivesTheOldFilesAndWritesTheWorkingSet) {
     EXPECT_EQ(mgt.loadProjectACQ(acq), 1);
     EXPECT_EQ(mgt.compareWithProject(hw, acq, Timetable()), "");
 
-    // Nothing to archive the second time round but the new files; a save in the same second
-    // replaces the archive of that second.
+    // The second save archives the files of the first; within the same second its archive
+    // replaces the first one under the same name.
     ASSERT_TRUE(mgt.saveToProject(&error));
-    EXPECT_LE(QDir(config).entryList({"param_archive_*.zip"}, QDir::Files).size(), 2);
+    const QStringList after = QDir(config).entryList({"param_archive_*.zip"}, QDir::Files, QDir::Name);
+    ASSERT_GE(after.size(), 1);
+    ASSERT_LE(after.size(), 2);
+    entries = zip_entries(config + "/" + after.last());
+    entries.sort();
+    EXPECT_EQ(entries, (QStringList{"ACQ_AUTO.txt", "HW_AUTO_K6LP-0001.txt"}));
+    EXPECT_TRUE(QDir(config).entryList({"*.partial"}, QDir::Files).isEmpty());
 }
 
 TEST(ParamMgt, NoParameterFileMeansNoArchive) {
