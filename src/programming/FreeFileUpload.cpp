@@ -94,6 +94,11 @@ ProgramResult uploadAcquisition(const ParamTable& file, int slot, InterfaceCamer
         if (slot < 0 || slot >= kAcqSlotCount) {
             throw std::runtime_error(fmt::format("Invalid slot {}", slot));
         }
+        // A project keeps a configuration as "<name>.txt" and finds it again by "acq*.txt".
+        const std::string name = param_config_name(file);
+        if (name.rfind("ACQ_", 0) != 0) {
+            throw std::runtime_error(fmt::format("Configuration name {} must start by ACQ_", name));
+        }
         purge_comm(false);
         send_expect(fmt::format("$ACQCONFset:{},{};", slot, write_params_to_string("", file)), "$ok", r);
         camera.readAcquisitionConfigurations();

@@ -19,7 +19,8 @@ void keepInstrumentValues(ParamTable& file, const ParamTable& instrument, bool o
 // reads it back.
 ProgramResult uploadHardware(ParamTable file, InterfaceCamera& camera, bool overrideSerials,
                              bool overrideSettings);
-// Sends "$ACQCONFset" for `slot` and reads the slot back.
+// Sends "$ACQCONFset" for `slot` and reads the slot back; a configuration whose name does not
+// start with "ACQ_" is refused before anything is sent.
 ProgramResult uploadAcquisition(const ParamTable& file, int slot, InterfaceCamera& camera);
 // Programs the timetable and reads it back.
 ProgramResult uploadTimetable(const Timetable& timetable, InterfaceCamera& camera);

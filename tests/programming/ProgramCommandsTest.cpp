@@ -151,4 +151,18 @@ TEST_F(ProgramCommandsTest, UploadKeepsTheInstrumentsSerialNumbersUnlessOverridd
     r = kelvo({"upload", "--acq-file", project + "/absent.txt", "--slot", "2", "--port", sim.devicePath()});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, ("kelvo upload: Unable to load file " + project + "/absent.txt\n").toUtf8());
+
+    kelvotest::write_file(project + "/mine.txt", "Configuration_name = MYCONF\n");
+    r = kelvo({"upload", "--acq-file", project + "/mine.txt", "--slot", "2", "--port", sim.devicePath()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(
+        r.err,
+        "ACQ programming error: Error during programmation : \nConfiguration name MYCONF must start by ACQ_ "
+        "\n \nnothing was sent to the device\n");
+    EXPECT_TRUE(sim.slotFields(2).isEmpty());
+    kelvotest::write_file(project + "/mine.txt", "Configuration_name = ACQ_MINE\nFrames_per_bloc = 33\n");
+    r = kelvo({"upload", "--acq-file", project + "/mine.txt", "--slot", "2", "--port", sim.devicePath()});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    EXPECT_EQ(r.out, "Update done: ACQ Parameter updated\n");
+    EXPECT_EQ(sim.slotFields(2).value(3), "33");
 }
