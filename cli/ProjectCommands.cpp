@@ -1,6 +1,7 @@
 // `kelvo project show DIR` and `kelvo sequence show DIR SEQ [--rows]`: a project and its
 // sequences checked without the window, for scripts.
 #include "CliCommand.h"
+#include "ProgramCommands.h"
 #include "SequenceCardCommands.h"
 
 #include "project/Project.h"
@@ -40,6 +41,9 @@ std::string number(double v) {
 
 int project_show(const QStringList& args) {
     static const char* const usage = "Usage: kelvo project show DIR\n";
+    if (!args.isEmpty() && args[0] == QLatin1String("create")) {
+        return project_create(args.mid(1));
+    }
     if (wants_help(args)) {
         out(usage);
         out("Loads DIR as a project (no instrument connected) and prints its folder parts, its sample "
@@ -137,9 +141,10 @@ int sequence_command(const QStringList& args) {
     return sequence_show(args);
 }
 
-static CliRegistrar projectReg({"project", "project show DIR",
-                                "load DIR as a project and print its parts, header file and sequences",
-                                &project_show});
+static CliRegistrar
+    projectReg({"project", "project show DIR | create PARENT --acronym A --date D --sn S ...",
+                "load DIR as a project and print its parts, header file and sequences; create a new project",
+                &project_show});
 static CliRegistrar sequenceReg(
     {"sequence",
      "sequence show DIR SEQ [--rows] | card DIR | download DIR (--missing | SEQ...) | "

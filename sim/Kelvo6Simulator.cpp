@@ -808,6 +808,12 @@ bool Kelvo6Simulator::makeDemoCard(const QString& dir, quint32 seed, QString* er
     return SimDemoCard::make(dir, seed, error);
 }
 
+void Kelvo6Simulator::setStoredValue(const QString& field, const QString& value) {
+    std::lock_guard<std::mutex> lock(d->m);
+    d->inst.storedValueField = field;
+    d->inst.storedValue = value;
+}
+
 void Kelvo6Simulator::setBusy(bool busy) {
     std::lock_guard<std::mutex> lock(d->m);
     d->inst.busy = busy;
@@ -876,12 +882,12 @@ QStringList Kelvo6Simulator::timetable() const {
 
 qint64 Kelvo6Simulator::clockOffsetSeconds() const {
     std::lock_guard<std::mutex> lock(d->m);
-    return d->inst.clockOffsetSeconds;
+    return d->inst.clockOffsetMs / 1000;
 }
 
 void Kelvo6Simulator::setClockOffsetSeconds(qint64 seconds) {
     std::lock_guard<std::mutex> lock(d->m);
-    d->inst.clockOffsetSeconds = seconds;
+    d->inst.clockOffsetMs = seconds * 1000;
     d->saveState();
 }
 

@@ -135,6 +135,10 @@ public:
     void setGarbleNextAnswers(int n, const QString& onlyFor = QString());
     // The next n answers cut to their first half (no line feed).
     void setTruncateNextAnswers(int n, const QString& onlyFor = QString());
+    // Every later "$HWCONFset"/"$ACQCONFset" that holds `field` stores `value` there instead of
+    // the value sent, as an instrument that clamps or ignores a value would (an empty field
+    // turns it off).
+    void setStoredValue(const QString& field, const QString& value);
     // A busy instrument refuses supervisor mode with "$SU:BUSY;\n".
     void setBusy(bool busy);
     void setAutocheckResult(SimAutocheck result);

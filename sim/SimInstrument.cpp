@@ -83,8 +83,18 @@ SimReply SimInstrument::answer(const QString& text, qint64 delayMs) const {
     return r;
 }
 
+void SimInstrument::alterStored(const std::vector<SimField>& fields, QStringList* stored) const {
+    if (storedValueField.isEmpty()) {
+        return;
+    }
+    const int i = SimParamSchema::indexOf(fields, storedValueField.toLatin1().constData());
+    if (i >= 0) {
+        (*stored)[i] = storedValue;
+    }
+}
+
 QString SimInstrument::clockText() const {
-    const QDateTime t = QDateTime::currentDateTimeUtc().addSecs(clockOffsetSeconds);
+    const QDateTime t = QDateTime::currentDateTimeUtc().addMSecs(clockOffsetMs);
     return t.toString(QStringLiteral("yyyyMMdd,HHmmss"));
 }
 
@@ -234,7 +244,7 @@ SimReply SimInstrument::dispatch(const QString& name, const QStringList& args, b
             return error();
         }
         t.setTimeSpec(Qt::UTC);
-        clockOffsetSeconds = QDateTime::currentDateTimeUtc().secsTo(t);
+        clockOffsetMs = QDateTime::currentDateTimeUtc().msecsTo(t);
         dirty = true;
         return ok();
     }
@@ -251,12 +261,11 @@ SimReply SimInstrument::dispatch(const QString& name, const QStringList& args, b
         if (!SimParamSchema::applySet(fields, args, &hardware)) {
             return error();
         }
+        alterStored(fields, &hardware);
         // The instrument keeps these two itself: the card size and the time of this change.
         hardware[SimParamSchema::indexOf(fields, "Storage_capacity")] = QString::number(m_opt.sdTotalMb);
         hardware[SimParamSchema::indexOf(fields, "Last_parameters_modification")] =
-            QDateTime::currentDateTimeUtc()
-                .addSecs(clockOffsetSeconds)
-                .toString(QStringLiteral("yyyyMMddHHmm"));
+            QDateTime::currentDateTimeUtc().addMSecs(clockOffsetMs).toString(QStringLiteral("yyyyMMddHHmm"));
         dirty = true;
         return ok();
     }
@@ -284,6 +293,7 @@ SimReply SimInstrument::dispatch(const QString& name, const QStringList& args, b
         if (!SimParamSchema::applySet(fields, args.mid(1), &stored)) {
             return error();
         }
+        alterStored(fields, &stored);
         acqSlots[slot] = stored;
         dirty = true;
         return ok();
@@ -652,7 +662,7 @@ QJsonObject SimInstrument::toJson() const {
         t.append(p.toWire());
     }
     o[QStringLiteral("timetable")] = t;
-    o[QStringLiteral("clockOffset")] = double(clockOffsetSeconds);
+    o[QStringLiteral("clockOffset")] = double(clockOffsetMs) / 1000.0;
     return o;
 }
 
@@ -720,6 +730,6 @@ bool SimInstrument::fromJson(const QJsonObject& o, QString* error) {
     hardware = hw;
     acqSlots = newSlots;
     timetable = newTable;
-    clockOffsetSeconds = qint64(off.toDouble());
+    clockOffsetMs = qint64(off.toDouble() * 1000.0);
     return true;
 }

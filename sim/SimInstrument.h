@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SimParamSchema.h"
+
 #include "Kelvo6Simulator.h"
 #include "SimCard.h"
 #include "SimTimeProgram.h"
@@ -61,7 +63,13 @@ public:
     QStringList hardware;
     std::vector<QStringList> acqSlots; // empty list: "<invalid>"
     std::vector<SimTimeProgram> timetable;
-    qint64 clockOffsetSeconds = 0;
+    // Instrument clock minus host clock. Kept in milliseconds: a clock set to a whole second
+    // must never read back an earlier second.
+    qint64 clockOffsetMs = 0;
+    // A value the instrument stores in place of the one sent (empty field: none), for the
+    // read-back check of programming.
+    QString storedValueField;
+    QString storedValue;
     SimEthlinkDestination ethlink;
     QString running; // configuration of the running acquisition
     bool busy = false;
@@ -77,6 +85,7 @@ private:
     SimReply dispatch(const QString& name, const QStringList& args, bool hasArgs, qint64 nowMs);
     SimReply puCommand(const QString& name, const QStringList& args, qint64 nowMs);
     SimReply answer(const QString& text, qint64 delayMs = -1) const;
+    void alterStored(const std::vector<SimField>& fields, QStringList* stored) const;
     qint64 commandDelay() const;
     SimReply fileDump(const QStringList& args);
     SimReply frameDump(const QStringList& args);

@@ -11,6 +11,7 @@
 #include "processing/ExportTasks.h"
 #include "processing/SamplePlots.h"
 #include "processing/SampleTasks.h"
+#include "programming/ProgrammingActions.h"
 #include "project/DemoProject.h"
 #include "project/FPrjSample.h"
 #include "project/FPrjSeq.h"
@@ -95,6 +96,12 @@ MainHub::MainHub(MainWindow* window)
     m_flows = new MainFlows(parts, this);
     window->setProjectOpener(
         [this](const QString& path, bool tellUser) { return m_flows->openProject(path, tellUser); });
+    // Programming presets, project creation and the connection check's parameter question.
+    auto* programming = new ProgrammingActions(
+        window, m_camera.get(), m_project,
+        [window](const QString& path) { return window->openProject(path, true); }, this);
+    m_flows->setParameterManagement([programming] { return programming->compareWithProject(); },
+                                    [programming] { programming->replaceProjectParameters(); });
     wireActions();
     window->installEventFilter(this);
 }

@@ -34,8 +34,9 @@ DlgAcqParamViewer::DlgAcqParamViewer(QWidget* parent)
     m_tbl->setColumnCount(static_cast<int>(headers.size()));
     m_tbl->setHorizontalHeaderLabels(headers);
     m_tbl->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // Rows fit their text; 10 pixels stays the least height.
     m_tbl->verticalHeader()->setMinimumSectionSize(10);
-    m_tbl->verticalHeader()->setDefaultSectionSize(10);
+    m_tbl->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
 
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
@@ -64,7 +65,6 @@ void DlgAcqParamViewer::setTables(const std::vector<ParamTable>& tables, const Q
         auto* item = new QTableWidgetItem(name);
         item->setToolTip(m_help.text(name));
         m_tbl->setItem(i - 1, 0, item);
-        m_tbl->setRowHeight(i - 1, 10);
     }
     const int filled = std::min(static_cast<int>(tables.size()), kAcqSlotCount);
     for (int slot = 0; slot < filled; ++slot) {
@@ -78,6 +78,8 @@ void DlgAcqParamViewer::setTables(const std::vector<ParamTable>& tables, const Q
             }
         }
     }
+    // Every name and value whole.
+    m_tbl->resizeColumnsToContents();
     m_lblCaption->setText(caption);
     setWindowTitle(title);
 }

@@ -28,8 +28,12 @@ DlgParamViewer::DlgParamViewer(QWidget* parent)
     m_tbl->setHorizontalHeaderLabels(
         {QStringLiteral("Name"), QStringLiteral("Value"), QStringLiteral("Documentation")});
     m_tbl->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // Rows fit a line of text (10 pixels stays the least height); a long documentation ends in
+    // an ellipsis and shows whole in its tool tip and on double click.
     m_tbl->verticalHeader()->setMinimumSectionSize(10);
-    m_tbl->verticalHeader()->setDefaultSectionSize(10);
+    m_tbl->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    m_tbl->setWordWrap(false);
+    m_tbl->setTextElideMode(Qt::ElideRight);
     m_tbl->horizontalHeader()->setStretchLastSection(true);
 
     auto* buttons = new QHBoxLayout;
@@ -40,7 +44,7 @@ DlgParamViewer::DlgParamViewer(QWidget* parent)
     layout->addWidget(m_lbl);
     layout->addWidget(m_tbl);
     layout->addLayout(buttons);
-    resize(900, 600);
+    resize(1150, 640);
 
     connect(m_btClose, &QPushButton::clicked, this, &QDialog::close);
     QMetaObject::connectSlotsByName(this);
@@ -62,10 +66,13 @@ void DlgParamViewer::setTable(const ParamTable& table, const QString& caption) {
         nameItem->setToolTip(help);
         m_tbl->setItem(row, 0, nameItem);
         m_tbl->setItem(row, 1, new QTableWidgetItem(QString::fromStdString(param_value_text(d))));
-        m_tbl->setItem(row, 2, new QTableWidgetItem(help));
-        m_tbl->setRowHeight(row, 10);
+        auto* helpItem = new QTableWidgetItem(help);
+        helpItem->setToolTip(help);
+        m_tbl->setItem(row, 2, helpItem);
         ++row;
     }
+    m_tbl->resizeColumnToContents(0);
+    m_tbl->resizeColumnToContents(1);
     m_lbl->setText(caption);
     setWindowTitle(caption);
 }

@@ -45,13 +45,12 @@ DlgTimetableViewer::DlgTimetableViewer(QWidget* parent)
                                       QStringLiteral("WeekDay"), QStringLiteral("Hour"),
                                       QStringLiteral("Half hour"), QStringLiteral("AcqConfig"),
                                       QStringLiteral("Duration (min)")});
-    for (int c = Year; c <= HalfHour; ++c) {
-        m_tbl->setColumnWidth(c, 60);
-    }
-    m_tbl->setColumnWidth(AcqConfig, 120);
+    // Columns fit their header and cells (60 and 120 pixels at the least).
+    m_tbl->horizontalHeader()->setMinimumSectionSize(60);
+    m_tbl->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_tbl->verticalHeader()->setVisible(false);
     m_tbl->verticalHeader()->setMinimumSectionSize(10);
-    m_tbl->verticalHeader()->setDefaultSectionSize(10);
+    m_tbl->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_tbl->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_tbl->setSelectionMode(QAbstractItemView::SingleSelection);
 
@@ -90,7 +89,6 @@ void DlgTimetableViewer::setTimetable(Timetable* timetable, const QString& capti
         for (int c = 0; c < ColumnCount; ++c) {
             m_tbl->setItem(r, c, new QTableWidgetItem(cells[c]));
         }
-        m_tbl->setRowHeight(r, 10);
     }
     m_tbl->setEditTriggers(edit ? QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
                                       QAbstractItemView::AnyKeyPressed
@@ -117,7 +115,6 @@ void DlgTimetableViewer::on_btAppendRow_clicked() {
     }
     m_tbl->setItem(r, AcqConfig, new QTableWidgetItem(QStringLiteral("ACQ_TIME")));
     m_tbl->setItem(r, Duration, new QTableWidgetItem(QString()));
-    m_tbl->setRowHeight(r, 10);
 }
 
 void DlgTimetableViewer::on_btDeleteRow_clicked() {

@@ -9,6 +9,8 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 // Outside any namespace, as the resource initialiser requires.
 static void init_kelvo_icons_resource() {
     Q_INIT_RESOURCE(kelvo_icons);

@@ -36,6 +36,10 @@ TEST(DemoWindow, ConnectsAtStartAndShowsTheSimulatorsInstrument) {
     AppSettings::setUser(QStringLiteral("Demo"), QStringLiteral("demo@example.org"));
     AppSettings::setSerialPort(QStringLiteral("/dev/ttyUSB7"));
     {
+        // The demo project holds no parameter files yet: the connection check offers to store
+        // the instrument's.
+        kelvotest::ScriptedDialogs dialogs;
+        dialogs.expect(QMessageBox::Yes);
         MainWindow window;
         auto* hub = new MainHub(&window);
         QString error;
@@ -55,6 +59,9 @@ TEST(DemoWindow, ConnectsAtStartAndShowsTheSimulatorsInstrument) {
         EXPECT_EQ(hub->project()->ConnectedSerial(), QStringLiteral("K6LP-0001"));
         EXPECT_TRUE(window.commStatusLabel()->text().startsWith(QStringLiteral("/dev/pts/")))
             << window.commStatusLabel()->text().toStdString();
+        for (const UiDialogRequest& r : dialogs.seen) {
+            EXPECT_EQ(r.title, "Parameters differ");
+        }
     }
     EXPECT_EQ(AppSettings::serialPort(), QStringLiteral("/dev/ttyUSB7"));
 }

@@ -2,6 +2,8 @@
 // clock, across commands and across runs.
 #include "SimFixture.h"
 
+#include <QDateTime>
+
 namespace {
 
 // The 23 editable hardware fields as the application sends them.
@@ -134,5 +136,21 @@ TEST(SimConfig, BadOptionsAndDamagedStateFilesAreRefusedByStart) {
         EXPECT_EQ(error, QString::fromLatin1(c.message).replace(QStringLiteral("%1"), path));
         EXPECT_TRUE(sim.devicePath().isEmpty()) << c.message;
         EXPECT_EQ(kelvotest::read_file(path), c.state);
+    }
+}
+
+// A clock set to a whole second keeps the fraction of a second it was set in: reading it at once
+// never gives an earlier second, whatever the host's milliseconds were.
+TEST(SimConfig, ClockReadRightAfterSettingNeverGoesBack) {
+    SimSession s;
+    s("$SU;");
+    for (int i = 0; i < 5; ++i) {
+        const QDateTime target = QDateTime::currentDateTimeUtc().addSecs(3600 + i);
+        const QByteArray set = "$RTCset:" + target.toString("yyyyMMdd,HHmmss").toLatin1() + ";";
+        ASSERT_EQ(s(set), QByteArray("$ok;\n"));
+        const QByteArray read = s("$RTCread;");
+        ASSERT_TRUE(read.startsWith("$RTCread:")) << read.constData();
+        const QDateTime back = QDateTime::fromString(QString::fromLatin1(read.mid(9, 15)), "yyyyMMdd,HHmmss");
+        EXPECT_GE(back.toString("yyyyMMddHHmmss"), target.toString("yyyyMMddHHmmss")) << read.constData();
     }
 }
