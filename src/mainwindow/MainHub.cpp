@@ -30,6 +30,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QComboBox>
+#include <QDir>
 #include <QStackedWidget>
 #include <QStandardPaths>
 #include <QTimer>
@@ -100,8 +101,22 @@ MainHub::MainHub(MainWindow* window)
     auto* programming = new ProgrammingActions(
         window, m_camera.get(), m_project,
         [window](const QString& path) { return window->openProject(path, true); }, this);
-    m_flows->setParameterManagement([programming] { return programming->compareWithProject(); },
-                                    [programming] { programming->replaceProjectParameters(); });
+    m_flows->setParameterManagement(
+        [this, programming] {
+            const QString differences = programming->compareWithProject();
+            // The demo project is made without parameter files: the demo instrument's become its
+            // own at the first connection, rather than a question to a newcomer.
+            if (!differences.isEmpty() && m_demo && m_project->IsOpen() &&
+                m_project->Path() == m_demoProject &&
+                QDir(m_demoProject + QStringLiteral("/config"))
+                    .entryList({QStringLiteral("HW*.txt")}, QDir::Files)
+                    .isEmpty()) {
+                programming->replaceProjectParameters();
+                return QString();
+            }
+            return differences;
+        },
+        [programming] { programming->replaceProjectParameters(); });
     wireActions();
     window->installEventFilter(this);
 }
@@ -217,6 +232,7 @@ void MainHub::openDemoProject() {
         GetTraceMgr()->logf(kModule, ZelLevelError, "{}", error);
         return;
     }
+    m_demoProject = path;
     m_window->openProject(path);
 }
 

@@ -68,5 +68,6 @@ private:
     FPrjSample* m_samples = nullptr;
     MainFlows* m_flows;
     std::unique_ptr<DemoInstrument> m_demo;
+    QString m_demoProject; // the demo project, when the demo opened it
     bool m_shown = false;
 };
