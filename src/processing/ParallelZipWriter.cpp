@@ -88,7 +88,7 @@ void ParallelZipWriter::workerLoop() {
 #ifdef __linux__
     // Compression yields to the thread that receives the instrument's datagrams: a receiver kept
     // off the processor loses them, and every loss costs a file's retransmission.
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 5);
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 19);
 #endif
     for (;;) {
         std::shared_ptr<Job> job;
