@@ -381,8 +381,10 @@ int sample_command(const QStringList& args) {
     return 2;
 }
 
-static CliRegistrar sampleReg(
-    {"sample", "sample list|create|edit|delete|detect-range|process|spectrum|images PROJECT ...",
-     "list, create, edit, delete and process the samples of a project; detect a range", &sample_command});
+static CliRegistrar
+    sampleReg({"sample", "sample list|create|edit|delete|detect-range|process|spectrum|images PROJECT ...",
+               "list, create, edit, delete and process the samples of a project; detect a range; print a "
+               "spectrum; build image archives",
+               &sample_command});
 
 } // namespace
