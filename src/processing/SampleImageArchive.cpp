@@ -24,6 +24,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <memory>
 #include <numbers>
 #include <thread>
 #include <vector>
@@ -223,23 +224,44 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
         }
         return batch;
     };
-    std::vector<Prepared> batch = read_batch();
-    while (!batch.empty() && out.error().isEmpty()) {
-        // The pool prepares this batch while the next one is read.
+    // Three stages overlap: while the pool prepares one batch, this thread writes the one before
+    // into the archive and reads the one after.
+    struct Preparation {
+        std::vector<Prepared> items;
         std::atomic<std::size_t> next{0};
-        const auto work = [&] {
-            for (std::size_t i = next++; i < batch.size(); i = next++) {
-                prepare(batch[i], okThreshold ? threshold : 0);
+        std::vector<std::thread> pool;
+    };
+    const int level = okThreshold ? threshold : 0;
+    const auto start = [threads, level](Preparation& p) {
+        const auto work = [&p, level] {
+            for (std::size_t i = p.next++; i < p.items.size(); i = p.next++) {
+                prepare(p.items[i], level);
             }
         };
-        std::vector<std::thread> pool;
         for (int t = 0; t < threads; ++t) {
-            pool.emplace_back(work);
+            p.pool.emplace_back(work);
         }
-        std::vector<Prepared> following = read_batch();
-        work();
-        for (std::thread& t : pool) {
+    };
+    const auto finish = [](Preparation& p) {
+        for (std::thread& t : p.pool) {
             t.join();
+        }
+        p.pool.clear();
+    };
+    auto current = std::make_unique<Preparation>();
+    current->items = read_batch();
+    start(*current);
+    while (!current->items.empty()) {
+        auto following = std::make_unique<Preparation>();
+        following->items = read_batch();
+        finish(*current);
+        if (!following->items.empty()) {
+            start(*following);
+        }
+        std::vector<Prepared>& batch = current->items;
+        if (!out.error().isEmpty()) {
+            finish(*following);
+            break;
         }
         for (Prepared& p : batch) {
             if (p.png.isEmpty()) {
@@ -298,7 +320,7 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
             }
             table << clean.join(QLatin1Char('\t'));
         }
-        batch = std::move(following);
+        current = std::move(following);
     }
     in.close();
     if (!out.error().isEmpty()) {
