@@ -123,7 +123,9 @@ QByteArray vignette(Rng& rng) {
             const double dx = (x - w / 2.0) / rx;
             const double dy = (y - h / 2.0) / ry;
             const double d = dx * dx + dy * dy;
-            const int grey = d < 1.0 ? int(peak * (1.0 - 0.5 * d)) : 4 + int(rng.g() & 7U);
+            // The background stays at or below the instrument's default segmentation threshold
+            // (3), as a dark water column does, so that the object alone is measured.
+            const int grey = d < 1.0 ? int(peak * (1.0 - 0.5 * d)) : int(rng.g() & 3U);
             v[4 + y * w + x] = char(std::clamp(grey, 0, 255));
         }
     }
