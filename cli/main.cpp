@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -54,6 +56,12 @@ int main(int argc, char** argv) {
         argc > 2 && std::strcmp(argv[1], "export") == 0 && std::strcmp(argv[2], "plots") == 0;
     if (drawsPlots && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    if (drawsPlots && qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
+        // The folder the GUI library would fall back to, without its warning on standard error.
+        const QByteArray runtime = "/tmp/runtime-" + QByteArray::number(static_cast<qulonglong>(::getuid()));
+        ::mkdir(runtime.constData(), 0700);
+        qputenv("XDG_RUNTIME_DIR", runtime);
     }
     std::unique_ptr<QCoreApplication> app = drawsPlots ? std::make_unique<QApplication>(argc, argv)
                                                        : std::make_unique<QCoreApplication>(argc, argv);
