@@ -190,7 +190,7 @@ std::string program_help() {
         "compared. --preview prints the hardware set and the slots that would be programmed and "
         "sets nothing (it reads the instrument, or the project's hardware file when no instrument "
         "answers).\nPage options:\n";
-    for (const PresetSpec& s : preset_specs()) {
+    for (const PresetMode& s : preset_modes()) {
         h += fmt::format("  {}:", s.key);
         for (const PresetField& f : s.fields) {
             h += fmt::format(" --{}", f.option);
@@ -211,7 +211,7 @@ std::string program_help() {
 
 int program_command(const QStringList& args) {
     QStringList valued = {"preset", "port", "templates", "set"};
-    for (const PresetSpec& s : preset_specs()) {
+    for (const PresetMode& s : preset_modes()) {
         for (const PresetField& f : s.fields) {
             if (!valued.contains(QLatin1String(f.option))) {
                 valued << QLatin1String(f.option);
@@ -224,11 +224,11 @@ int program_command(const QStringList& args) {
         out(program_help());
         return 0;
     }
-    const PresetSpec* spec = preset_spec(o.value("preset"));
-    if (!o.error.isEmpty() || o.positional.size() != 1 || spec == nullptr) {
+    const PresetMode* presetMode = preset_mode(o.value("preset"));
+    if (!o.error.isEmpty() || o.positional.size() != 1 || presetMode == nullptr) {
         err(fmt::format("kelvo program: {}\n{}",
                         !o.error.isEmpty() ? o.error
-                        : spec == nullptr
+                        : presetMode == nullptr
                             ? QStringLiteral("--preset must be one of als, cscs, cts5, ctd, auto, "
                                              "supervised, time")
                             : QStringLiteral("one PROJECT is needed"),
@@ -236,13 +236,14 @@ int program_command(const QStringList& args) {
         return 2;
     }
     for (auto it = o.values.constBegin(); it != o.values.constEnd(); ++it) {
-        const bool known = it.key() == QLatin1String("preset") || it.key() == QLatin1String("port") ||
-                           it.key() == QLatin1String("templates") ||
-                           std::any_of(spec->fields.begin(), spec->fields.end(), [&](const PresetField& f) {
-                               return it.key() == QLatin1String(f.option);
-                           });
+        const bool known =
+            it.key() == QLatin1String("preset") || it.key() == QLatin1String("port") ||
+            it.key() == QLatin1String("templates") ||
+            std::any_of(presetMode->fields.begin(), presetMode->fields.end(),
+                        [&](const PresetField& f) { return it.key() == QLatin1String(f.option); });
         if (!known) {
-            err(fmt::format("kelvo program: --{} is not an option of the {} preset\n", it.key(), spec->key));
+            err(fmt::format("kelvo program: --{} is not an option of the {} preset\n", it.key(),
+                            presetMode->key));
             return 2;
         }
     }
@@ -277,21 +278,21 @@ int program_command(const QStringList& args) {
         mgt.working() = WorkingSet();
         mgt.working().hw = hw;
     }
-    if (QLatin1String(spec->key) == QLatin1String("ctd") &&
+    if (QLatin1String(presetMode->key) == QLatin1String("ctd") &&
         GetParamAsText(mgt.working().hw, "Pressure_sensor_ref").empty()) {
         return refuse(QStringLiteral("Pressure sensor required for CTD Mode."));
     }
 
     const QString templates =
         o.has("templates") ? o.value("templates") : ShippedData::folder(QStringLiteral("templates"));
-    PresetProgram preset(*spec, templates, project.Path());
+    PresetProgram preset(*presetMode, templates, project.Path());
     QString title;
     if (!preset.load(&error, &title)) {
         err(fmt::format("kelvo program: {}: {}\n", title, error));
         return 1;
     }
     preset.fillValues(&mgt.working());
-    for (const PresetField& f : spec->fields) {
+    for (const PresetField& f : presetMode->fields) {
         if (!o.has(f.option)) {
             continue;
         }
@@ -317,18 +318,18 @@ int program_command(const QStringList& args) {
             }
         }
         const QString param = colon > 0 && eq > colon ? s.mid(colon + 1, eq - colon - 1) : QString();
-        const bool gridParam = std::any_of(spec->gridParams.begin(), spec->gridParams.end(),
+        const bool gridParam = std::any_of(presetMode->gridParams.begin(), presetMode->gridParams.end(),
                                            [&](const char* p) { return param == QLatin1String(p); });
         if (slot < 0 || !gridParam) {
             err(fmt::format(
                 "kelvo program: --set {}: not CONF:PARAM=VALUE with a configuration and a parameter of "
                 "the {} preset\n",
-                s, spec->key));
+                s, presetMode->key));
             return 2;
         }
         preset.setValue(PresetProgram::gridKey(slot, param.toLatin1().constData()), s.mid(eq + 1));
     }
-    if (spec->slotKind == PresetSlots::Time && preset.templates().timetable.empty() && !preview) {
+    if (presetMode->slotKind == PresetSlots::Time && preset.templates().timetable.empty() && !preview) {
         err(fmt::format("{}: {}\n", PresetProgram::kTimetableErrorTitle,
                         PresetProgram::kTimetableEmptyError));
         return 1;
@@ -340,11 +341,11 @@ int program_command(const QStringList& args) {
         return 1;
     }
     if (preview) {
-        out(PresetProgram::previewText(set, spec->slotKind == PresetSlots::Time).toStdString());
+        out(PresetProgram::previewText(set, presetMode->slotKind == PresetSlots::Time).toStdString());
         return 0;
     }
     mgt.working() = set;
-    if (spec->slotKind == PresetSlots::Time) {
+    if (presetMode->slotKind == PresetSlots::Time) {
         const ProgramResult t = mgt.programTimetable(&instrument.camera());
         if (!t.ok) {
             err(fmt::format("{}: {}\n", ParamMgt::kErrorTitle, t.errorBoxText()));

@@ -47,7 +47,7 @@ void program(benchmark::State& state, bool readBack) {
     ParamMgt mgt;
     mgt.takeFromCamera(camera);
     mgt.setProjectPath(project);
-    PresetProgram preset(*preset_spec("als"), QStringLiteral(KELVO_SOURCE_DIR "/templates"), project);
+    PresetProgram preset(*preset_mode("als"), QStringLiteral(KELVO_SOURCE_DIR "/templates"), project);
     if (!preset.load() ||
         (preset.fillValues(nullptr), !preset.build(mgt.working(), "bench@example.org").isEmpty())) {
         state.SkipWithError("templates did not load");

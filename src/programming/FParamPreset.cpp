@@ -32,19 +32,19 @@ QPushButton* make_button(const char* object, const char* text, QWidget* parent) 
 
 } // namespace
 
-FParamPreset::FParamPreset(const PresetSpec& spec, ParamMgt& mgt, InterfaceCamera* camera,
+FParamPreset::FParamPreset(const PresetMode& presetMode, ParamMgt& mgt, InterfaceCamera* camera,
                            const QString& projectPath, const QString& templatesDir, QWidget* parent)
     : QDialog(parent)
-    , m_program(spec, templatesDir, projectPath)
+    , m_program(presetMode, templatesDir, projectPath)
     , m_mgt(mgt)
     , m_camera(camera)
     , m_btProgSensor(make_button("btProgSensor", "Program sensor", this))
     , m_btHWPreview(make_button("btHWPreview", "HW Conf Preview", this))
     , m_btACQPreview(make_button("btACQPreview", "ACQ Conf Preview", this)) {
-    setObjectName(QLatin1String(spec.page));
-    setWindowTitle(QLatin1String(spec.title));
+    setObjectName(QLatin1String(presetMode.page));
+    setWindowTitle(QLatin1String(presetMode.title));
     auto* layout = new QVBoxLayout(this);
-    auto* title = new QLabel(QLatin1String(spec.title), this);
+    auto* title = new QLabel(QLatin1String(presetMode.title), this);
     title->setObjectName(QStringLiteral("lblTitle"));
     title->setStyleSheet(QStringLiteral("font-weight:bold;font-size:16px;"));
     layout->addWidget(title);
@@ -53,7 +53,7 @@ FParamPreset::FParamPreset(const PresetSpec& spec, ParamMgt& mgt, InterfaceCamer
     auto* main = new QFormLayout;
     layout->addLayout(main);
     QMap<QString, QFormLayout*> groups;
-    for (const PresetField& f : spec.fields) {
+    for (const PresetField& f : presetMode.fields) {
         QFormLayout* form = main;
         const QString group = QLatin1String(f.group);
         if (!group.isEmpty()) {
@@ -71,17 +71,18 @@ FParamPreset::FParamPreset(const PresetSpec& spec, ParamMgt& mgt, InterfaceCamer
             w = new QCheckBox(this);
         }
         w->setObjectName(QLatin1String(f.object));
-        form->addRow(QLatin1String(f.object == QLatin1String("edPressureOfs") ? spec.pressureLabel : f.label),
-                     w);
+        form->addRow(
+            QLatin1String(f.object == QLatin1String("edPressureOfs") ? presetMode.pressureLabel : f.label),
+            w);
         m_fields.insert(QLatin1String(f.object), w);
     }
-    if (!spec.gridParams.empty()) {
+    if (!presetMode.gridParams.empty()) {
         m_grid = new QTableWidget(this);
         m_grid->setObjectName(QStringLiteral("tblConfigurations"));
         m_grid->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
         layout->addWidget(m_grid, 1);
     }
-    if (spec.slotKind == PresetSlots::Time) {
+    if (presetMode.slotKind == PresetSlots::Time) {
         auto* row = new QHBoxLayout;
         auto* lbl = new QLabel(QStringLiteral("Timetable from config/timetable.txt"), this);
         lbl->setObjectName(QStringLiteral("lblTimetable"));
@@ -90,7 +91,7 @@ FParamPreset::FParamPreset(const PresetSpec& spec, ParamMgt& mgt, InterfaceCamer
         row->addWidget(make_button("btEditTimetable", "Edit Timetable", this));
         layout->addLayout(row);
     }
-    auto* help = new QLabel(QLatin1String(spec.help), this);
+    auto* help = new QLabel(QLatin1String(presetMode.help), this);
     help->setObjectName(QStringLiteral("lblHelp"));
     help->setWordWrap(true);
     layout->addWidget(help);
@@ -128,7 +129,7 @@ void FParamPreset::load(bool opening) {
 }
 
 void FParamPreset::showValues() {
-    for (const PresetField& f : m_program.spec().fields) {
+    for (const PresetField& f : m_program.presetMode().fields) {
         const QString v = m_program.value(QLatin1String(f.object));
         if (auto* edit = qobject_cast<QLineEdit*>(m_fields.value(QLatin1String(f.object)))) {
             edit->setText(v);
@@ -140,7 +141,7 @@ void FParamPreset::showValues() {
         return;
     }
     const QList<int> gridColumns = m_program.gridSlots();
-    const auto& params = m_program.spec().gridParams;
+    const auto& params = m_program.presetMode().gridParams;
     m_grid->clear();
     m_grid->setRowCount(static_cast<int>(params.size()));
     m_grid->setColumnCount(gridColumns.size());
@@ -164,7 +165,7 @@ void FParamPreset::showValues() {
 }
 
 void FParamPreset::takeValues() {
-    for (const PresetField& f : m_program.spec().fields) {
+    for (const PresetField& f : m_program.presetMode().fields) {
         QWidget* w = m_fields.value(QLatin1String(f.object));
         if (auto* edit = qobject_cast<QLineEdit*>(w)) {
             m_program.setValue(QLatin1String(f.object), edit->text());
@@ -180,7 +181,7 @@ void FParamPreset::takeValues() {
         return;
     }
     const QList<int> gridColumns = m_program.gridSlots();
-    const auto& params = m_program.spec().gridParams;
+    const auto& params = m_program.presetMode().gridParams;
     for (int c = 0; c < gridColumns.size() && c < m_grid->columnCount(); ++c) {
         for (int r = 0; r < static_cast<int>(params.size()); ++r) {
             const QTableWidgetItem* item = m_grid->item(r, c);
@@ -201,7 +202,7 @@ void FParamPreset::on_btProgSensor_clicked() {
 void FParamPreset::act(QObject* from) {
     const bool programming = from == nullptr || from == m_btProgSensor;
     takeValues();
-    if (programming && m_program.spec().slotKind == PresetSlots::Time &&
+    if (programming && m_program.presetMode().slotKind == PresetSlots::Time &&
         m_program.templates().timetable.empty()) {
         UiDialogs::critical(this, QString::fromLatin1(PresetProgram::kTimetableErrorTitle),
                             QString::fromLatin1(PresetProgram::kTimetableEmptyError));
@@ -238,9 +239,9 @@ bool FParamPreset::program(const WorkingSet& set) {
     m_mgt.working() = set;
     ParamMgt* mgt = &m_mgt;
     InterfaceCamera* camera = m_camera;
-    const bool time = m_program.spec().slotKind == PresetSlots::Time;
+    const bool time = m_program.presetMode().slotKind == PresetSlots::Time;
     const InstrumentBusyRunner::Result run =
-        InstrumentBusyRunner::run(this, QLatin1String(m_program.spec().title), [mgt, camera, time] {
+        InstrumentBusyRunner::run(this, QLatin1String(m_program.presetMode().title), [mgt, camera, time] {
             ProgramResult r;
             if (time) {
                 r = mgt->programTimetable(camera);

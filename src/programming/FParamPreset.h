@@ -19,8 +19,8 @@ class QWidget;
 class FParamPreset : public QDialog {
     Q_OBJECT
 public:
-    FParamPreset(const PresetSpec& spec, ParamMgt& mgt, InterfaceCamera* camera, const QString& projectPath,
-                 const QString& templatesDir, QWidget* parent = nullptr);
+    FParamPreset(const PresetMode& presetMode, ParamMgt& mgt, InterfaceCamera* camera,
+                 const QString& projectPath, const QString& templatesDir, QWidget* parent = nullptr);
 
     PresetProgram& program() { return m_program; }
     // The widget showing a value (edit or check box), by object name.

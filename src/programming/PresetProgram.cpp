@@ -56,8 +56,9 @@ bool load_table(const QString& path, ParamTable& table, bool hardware, QString* 
 
 } // namespace
 
-PresetProgram::PresetProgram(const PresetSpec& spec, const QString& templatesDir, const QString& projectPath)
-    : m_spec(spec)
+PresetProgram::PresetProgram(const PresetMode& presetMode, const QString& templatesDir,
+                             const QString& projectPath)
+    : m_mode(presetMode)
     , m_templatesDir(templatesDir)
     , m_project(projectPath) {}
 
@@ -84,9 +85,9 @@ bool PresetProgram::loadSlots(WorkingSet& set, QString* error, QString* errorTit
         }
     };
     const QString config = m_project + QStringLiteral("/config/");
-    switch (m_spec.slotKind) {
+    switch (m_mode.slotKind) {
     case PresetSlots::Fixed:
-        for (const char* name : m_spec.acqTemplates) {
+        for (const char* name : m_mode.acqTemplates) {
             take(templatePath(name), {});
         }
         break;
@@ -100,7 +101,7 @@ bool PresetProgram::loadSlots(WorkingSet& set, QString* error, QString* errorTit
             take(config + f, {});
         }
         while (slot < kAcqSlotCount) {
-            take(templatePath(m_spec.slotTemplate), fmt::format("ACQ_SUP_{:02d}", slot));
+            take(templatePath(m_mode.slotTemplate), fmt::format("ACQ_SUP_{:02d}", slot));
         }
         break;
     }
@@ -137,7 +138,7 @@ bool PresetProgram::loadSlots(WorkingSet& set, QString* error, QString* errorTit
         }
         for (const std::string& name : names) {
             const QString own = config + QString::fromStdString(name) + QStringLiteral(".txt");
-            take(QFileInfo(own).isFile() ? own : templatePath(m_spec.slotTemplate), name);
+            take(QFileInfo(own).isFile() ? own : templatePath(m_mode.slotTemplate), name);
         }
         break;
     }
@@ -149,10 +150,10 @@ bool PresetProgram::load(QString* error, QString* errorTitle) {
     QString errors;
     QString title;
     WorkingSet set;
-    bool ok = load_table(templatePath(m_spec.hwTemplate), set.hw, true, &errors);
+    bool ok = load_table(templatePath(m_mode.hwTemplate), set.hw, true, &errors);
     ok = loadSlots(set, &errors, &title) && ok;
     if (ok) {
-        for (const char* name : m_spec.requiredNames) {
+        for (const char* name : m_mode.requiredNames) {
             if (slot_named(set, name) == nullptr) {
                 errors += QString::fromLatin1(name) + QStringLiteral(" not found\n");
                 ok = false;
@@ -184,12 +185,12 @@ bool PresetProgram::setTimetable(const Timetable& timetable, QString* error, QSt
 }
 
 bool PresetProgram::alreadyInMode(const WorkingSet& current) const {
-    return ParamMgt::modeName(current, false) == QLatin1String(m_spec.mode);
+    return ParamMgt::modeName(current, false) == QLatin1String(m_mode.mode);
 }
 
 QList<int> PresetProgram::gridSlots() const {
     QList<int> columns_;
-    if (m_spec.gridParams.empty()) {
+    if (m_mode.gridParams.empty()) {
         return columns_;
     }
     for (int i = 0; i < kAcqSlotCount; ++i) {
@@ -213,12 +214,12 @@ void PresetProgram::fillValues(const WorkingSet* current) {
         }
         return t;
     };
-    for (const PresetField& f : m_spec.fields) {
+    for (const PresetField& f : m_mode.fields) {
         const ParamTable& t = f.slot < 0 ? (fromInstrument ? current->hw : m_templates.hw) : source(f.slot);
         m_values.insert(QLatin1String(f.object), field_text(f, value_of(t, f.param)));
     }
     for (int slot : gridSlots()) {
-        for (const char* param : m_spec.gridParams) {
+        for (const char* param : m_mode.gridParams) {
             m_values.insert(gridKey(slot, param), QString::fromStdString(value_of(source(slot), param)));
         }
     }
@@ -238,13 +239,13 @@ QString PresetProgram::build(WorkingSet& working, const QString& operatorEmail) 
     for (const char* name : preset_forced_hw_params()) {
         SetParamFromText(working.hw, name, value_of(m_templates.hw, name));
     }
-    for (const PresetField& f : m_spec.fields) {
+    for (const PresetField& f : m_mode.fields) {
         if (f.slot < 0) {
             set(working.hw, f.param, m_values.value(QLatin1String(f.object)));
         }
     }
     working.acq = m_templates.acq;
-    if (m_spec.slotKind == PresetSlots::Time) {
+    if (m_mode.slotKind == PresetSlots::Time) {
         working.timetable = m_templates.timetable;
     }
     // Without a user e-mail (nobody logged in) the instrument keeps the one it has.
@@ -252,13 +253,13 @@ QString PresetProgram::build(WorkingSet& working, const QString& operatorEmail) 
     if (email != working.hw.end() && !operatorEmail.isEmpty()) {
         email->setString(operatorEmail.left(63).toStdString());
     }
-    for (const PresetField& f : m_spec.fields) {
+    for (const PresetField& f : m_mode.fields) {
         if (f.slot >= 0) {
             set(working.slot(f.slot), f.param, m_values.value(QLatin1String(f.object)));
         }
     }
     for (int slot : gridSlots()) {
-        for (const char* param : m_spec.gridParams) {
+        for (const char* param : m_mode.gridParams) {
             set(working.slot(slot), param, m_values.value(gridKey(slot, param)));
         }
     }

@@ -22,9 +22,9 @@ public:
 
     // `templatesDir` holds the template files; `projectPath` is the open project (supervised
     // and time presets read its config folder).
-    PresetProgram(const PresetSpec& spec, const QString& templatesDir, const QString& projectPath);
+    PresetProgram(const PresetMode& presetMode, const QString& templatesDir, const QString& projectPath);
 
-    const PresetSpec& spec() const { return m_spec; }
+    const PresetMode& presetMode() const { return m_mode; }
 
     // Reads the templates into the template set. On failure the previous template set and
     // values stay; `error` holds the messages ("Unable to load file <path>", "<name> not
@@ -62,7 +62,7 @@ private:
     bool loadSlots(WorkingSet& set, QString* error, QString* errorTitle) const;
     QString templatePath(const char* name) const;
 
-    const PresetSpec& m_spec;
+    const PresetMode& m_mode;
     QString m_templatesDir;
     QString m_project;
     WorkingSet m_templates;

@@ -41,8 +41,8 @@ const char* const kNke[10] = {"ACQ_NKE_00H.txt",    "ACQ_NKE_00L.txt",   "ACQ_NK
                               "ACQ_NKE_20H.txt",    "ACQ_NKE_20L.txt",   "ACQ_NKE_21H.txt", "ACQ_NKE_21L.txt",
                               "ACQ_NKE_CUST_1.txt", "ACQ_NKE_CUST_2.txt"};
 
-std::vector<PresetSpec> make_specs() {
-    std::vector<PresetSpec> s;
+std::vector<PresetMode> make_modes() {
+    std::vector<PresetMode> s;
     s.push_back({"als",
                  "FParamALS",
                  "ALS Sea Explorer Parameter program",
@@ -157,13 +157,13 @@ std::vector<PresetSpec> make_specs() {
 
 } // namespace
 
-const std::vector<PresetSpec>& preset_specs() {
-    static const std::vector<PresetSpec> specs = make_specs();
-    return specs;
+const std::vector<PresetMode>& preset_modes() {
+    static const std::vector<PresetMode> modes = make_modes();
+    return modes;
 }
 
-const PresetSpec* preset_spec(const QString& key) {
-    for (const PresetSpec& s : preset_specs()) {
+const PresetMode* preset_mode(const QString& key) {
+    for (const PresetMode& s : preset_modes()) {
         if (key == QLatin1String(s.key) || key == QLatin1String(s.page)) {
             return &s;
         }

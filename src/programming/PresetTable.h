@@ -30,7 +30,7 @@ enum class PresetSlots {
 
 // One programming mode: what its page loads, shows and writes. Every preset page is the same
 // page class driven by one of these rows.
-struct PresetSpec {
+struct PresetMode {
     const char* key;  // `kelvo program --preset` value
     const char* page; // page object name ("FParamALS", ...)
     const char* title;
@@ -49,9 +49,9 @@ struct PresetSpec {
 };
 
 // The seven presets: als, cscs, cts5, ctd, auto, supervised, time.
-const std::vector<PresetSpec>& preset_specs();
+const std::vector<PresetMode>& preset_modes();
 // The row of `key` (or of its page name); null when unknown.
-const PresetSpec* preset_spec(const QString& key);
+const PresetMode* preset_mode(const QString& key);
 
 // The four hardware parameters every preset takes from its hardware template.
 const std::vector<const char*>& preset_forced_hw_params();

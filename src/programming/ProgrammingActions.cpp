@@ -100,15 +100,15 @@ QString ProgrammingActions::programmingRefusal(const QString& presetKey) const {
 }
 
 void ProgrammingActions::openPreset(const QString& key) {
-    const PresetSpec* spec = preset_spec(key);
+    const PresetMode* presetMode = preset_mode(key);
     const QString refusal = programmingRefusal(key);
-    if (spec == nullptr || !refusal.isEmpty()) {
+    if (presetMode == nullptr || !refusal.isEmpty()) {
         UiDialogs::warning(m_window, QString::fromLatin1(kRefusalTitle), refusal);
         return;
     }
     m_mgt.takeFromCamera(*m_camera);
     m_mgt.setProjectPath(m_project->Path());
-    auto* page = new FParamPreset(*spec, m_mgt, m_camera, m_project->Path(),
+    auto* page = new FParamPreset(*presetMode, m_mgt, m_camera, m_project->Path(),
                                   ShippedData::folder(QStringLiteral("templates")), m_window);
     page->setAttribute(Qt::WA_DeleteOnClose);
     page->show();

@@ -49,7 +49,7 @@ TEST(PresetTemplates, EveryTemplateLoadsAndCarriesItsFileName) {
         }
     }
     // Every file a preset names is there.
-    for (const PresetSpec& s : preset_specs()) {
+    for (const PresetMode& s : preset_modes()) {
         PresetProgram p(s, templates(),
                         project_with_config({{"timetable.txt", "2024 * * * * * ACQ_TIME_A 10\n"}}));
         QString error;
@@ -61,8 +61,8 @@ TEST(PresetProgram, CarrierPresetChangesOnlyWhatThePageOwns) {
     const std::pair<const char*, const char*> presets[] = {
         {"als", "SeaExplorer"}, {"cscs", "SeaGlider"}, {"cts5", "CTS5 USEA"}};
     for (const auto& [key, mode] : presets) {
-        const PresetSpec& spec = *preset_spec(key);
-        PresetProgram p(spec, templates(), QString());
+        const PresetMode& presetMode = *preset_mode(key);
+        PresetProgram p(presetMode, templates(), QString());
         ASSERT_TRUE(p.load());
         p.fillValues(nullptr);
         p.setValue("edPressureOfs", "-1.5");
@@ -96,7 +96,7 @@ TEST(PresetProgram, CarrierPresetChangesOnlyWhatThePageOwns) {
 }
 
 TEST(PresetProgram, RefusedValuesAreListedAndNothingIsTaken) {
-    PresetProgram p(*preset_spec("ctd"), templates(), QString());
+    PresetProgram p(*preset_mode("ctd"), templates(), QString());
     ASSERT_TRUE(p.load());
     p.fillValues(nullptr);
     p.setValue("edPressureOfs", "1000");
@@ -111,7 +111,7 @@ TEST(PresetProgram, LoadErrorsKeepThePreviousValues) {
     for (const QString& f : QDir(templates()).entryList({"*.txt"}, QDir::Files)) {
         QFile::copy(templates() + "/" + f, copy + "/" + f);
     }
-    PresetProgram p(*preset_spec("als"), copy, QString());
+    PresetProgram p(*preset_mode("als"), copy, QString());
     ASSERT_TRUE(p.load());
     p.fillValues(nullptr);
     p.setValue("edInterval1", "77");
@@ -139,7 +139,7 @@ TEST(PresetProgram, LoadErrorsKeepThePreviousValues) {
 }
 
 TEST(PresetProgram, InstrumentAlreadyInTheModeShowsItsOwnValues) {
-    PresetProgram als(*preset_spec("als"), templates(), QString());
+    PresetProgram als(*preset_mode("als"), templates(), QString());
     ASSERT_TRUE(als.load());
     WorkingSet current = instrument_set();
     WorkingSet built = current;
@@ -151,7 +151,7 @@ TEST(PresetProgram, InstrumentAlreadyInTheModeShowsItsOwnValues) {
     EXPECT_EQ(als.value("edInterval1"), "99");
 
     // The SeaGlider page takes the instrument's values for an instrument in the ALS mode only.
-    PresetProgram cscs(*preset_spec("cscs"), templates(), QString());
+    PresetProgram cscs(*preset_mode("cscs"), templates(), QString());
     ASSERT_TRUE(cscs.load());
     cscs.fillValues(&built);
     EXPECT_TRUE(cscs.alreadyInMode(built));
@@ -163,7 +163,7 @@ TEST(PresetProgram, SupervisedTakesTheProjectsConfigurationsFirst) {
     QByteArray own = kelvotest::read_file(templates() + "/ACQ_SUP_template.txt");
     own.replace("ACQ_SUP_00", "ACQ_SUP_MINE");
     const QString project = project_with_config({{"ACQ_SUP_MINE.txt", own}});
-    PresetProgram p(*preset_spec("supervised"), templates(), project);
+    PresetProgram p(*preset_mode("supervised"), templates(), project);
     ASSERT_TRUE(p.load());
     EXPECT_EQ(param_config_name(p.templates().slot(0)), "ACQ_SUP_MINE");
     for (int i = 1; i < kAcqSlotCount; ++i) {
@@ -190,7 +190,7 @@ TEST(PresetProgram, TimeChecksTheTimetableNames) {
         {"2024 * * * 10 * ACQ_TIMX 60\n", false, "All ACQ name must start by ACQ_TIME"},
     };
     for (const auto& c : cases) {
-        PresetProgram p(*preset_spec("time"), templates(),
+        PresetProgram p(*preset_mode("time"), templates(),
                         project_with_config({{"timetable.txt", c.timetable}}));
         QString error;
         QString title;

@@ -37,7 +37,7 @@ protected:
 
     // The preset's set, as its page builds it with the template values.
     void buildPreset(const char* key) {
-        PresetProgram p(*preset_spec(key), kelvotest::source_dir() + "/templates", project);
+        PresetProgram p(*preset_mode(key), kelvotest::source_dir() + "/templates", project);
         QString error;
         ASSERT_TRUE(p.load(&error)) << error.toStdString();
         p.fillValues(&mgt.working());
@@ -110,7 +110,7 @@ TEST_F(ProgramSensorTest, EveryPresetSendsItsSetsSlotBySlot) {
 }
 
 TEST_F(ProgramSensorTest, CtdSlotCarriesThePageValuesOnTheWire) {
-    PresetProgram p(*preset_spec("ctd"), kelvotest::source_dir() + "/templates", project);
+    PresetProgram p(*preset_mode("ctd"), kelvotest::source_dir() + "/templates", project);
     ASSERT_TRUE(p.load());
     p.fillValues(&mgt.working());
     p.setValue("edPressureAutoStart", "12");

@@ -1,4 +1,4 @@
-// Injected faults and hostile input: each fault shows on the wire as described, and the
+// Injected faults and hostile input: each fault shows on the wire as the simulator promises, and the
 // simulator keeps serving afterwards.
 #include "SimFixture.h"
 
