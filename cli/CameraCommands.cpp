@@ -1,6 +1,7 @@
 // `kelvo camera grab`: live frames taken with given image settings, saved as PNG with their
 // settings file, over the same core as the live camera window.
 #include "CliCommand.h"
+#include "CliOutput.h"
 
 #include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
@@ -15,15 +16,6 @@
 #include <fmt/format.h>
 
 namespace {
-
-void out(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
-}
-
-void err(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
-}
 
 const char* const kUsage =
     "Usage: kelvo camera grab [--count N] [--exposure US] [--gain G] [--black B] [--transfer NAME]\n"

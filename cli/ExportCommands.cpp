@@ -1,6 +1,7 @@
 // `kelvo export odv` and `kelvo sample spectrum`: the exports of samples without the window, over
 // the same code as the worker's tasks.
 #include "CliCommand.h"
+#include "CliOutput.h"
 
 #include "processing/ExportTasks.h"
 #include "processing/OdvExport.h"
@@ -22,16 +23,6 @@ const char* const kExportHelp =
     "plots writes results/<sample>_part_tot.png (total abundance and biovolume) and _part_red.png\n"
     "(grouped size ranges, log scale) for each SAMPLE, or every sample with --all.\n";
 const char* const kSpectrumUsage = "Usage: kelvo sample spectrum PROJECT SAMPLE\n";
-
-void out(const QString& text) {
-    const QByteArray b = text.toUtf8();
-    std::fwrite(b.constData(), 1, static_cast<size_t>(b.size()), stdout);
-}
-
-void err(const QString& text) {
-    const QByteArray b = text.toUtf8();
-    std::fwrite(b.constData(), 1, static_cast<size_t>(b.size()), stderr);
-}
 
 bool open_project(const QString& path, Project& project) {
     if (!project.Load(path, true)) {

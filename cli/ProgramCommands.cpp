@@ -3,6 +3,7 @@
 // programming presets and project creation, over the same core as the windows.
 #include "ProgramCommands.h"
 #include "CliCommand.h"
+#include "CliOutput.h"
 
 #include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
@@ -23,14 +24,6 @@
 #include <memory>
 
 namespace {
-
-void out(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
-void err(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
-}
 
 // Options as "--name value" pairs and bare flags; the positional arguments apart.
 struct Options {

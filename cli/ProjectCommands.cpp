@@ -1,6 +1,7 @@
 // `kelvo project show DIR` and `kelvo sequence show DIR SEQ [--rows]`: a project and its
 // sequences checked without the window, for scripts.
 #include "CliCommand.h"
+#include "CliOutput.h"
 #include "ProgramCommands.h"
 #include "SequenceCardCommands.h"
 
@@ -17,14 +18,6 @@
 #include <fmt/format.h>
 
 namespace {
-
-void out(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
-void err(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
-}
 
 bool wants_help(const QStringList& args) {
     return args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"));

@@ -1,6 +1,7 @@
 // `kelvo sample list|create|edit|delete|detect-range|process`: the samples of a project without
 // the window, over the same rules as the sample dialog and the same processing as the worker.
 #include "CliCommand.h"
+#include "CliOutput.h"
 
 #include "processing/RangeDetector.h"
 #include "processing/SampleTasks.h"
@@ -51,16 +52,6 @@ const char* const kHelp =
     "--yes         answers Save to the questions the dialog would ask (results discarded, images\n"
     "              shared with another sample); without it they refuse.\n"
     "FIELD         one of: ";
-
-void out(const QString& text) {
-    const QByteArray b = text.toUtf8();
-    std::fwrite(b.constData(), 1, static_cast<size_t>(b.size()), stdout);
-}
-
-void err(const QString& text) {
-    const QByteArray b = text.toUtf8();
-    std::fwrite(b.constData(), 1, static_cast<size_t>(b.size()), stderr);
-}
 
 struct Options {
     QStringList positional;

@@ -1,4 +1,5 @@
 #include "SequenceCardCommands.h"
+#include "CliOutput.h"
 
 #include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
@@ -24,15 +25,6 @@ namespace {
 const char* const kNetworkError = "The application encountered a network issue during data retrieving.\n"
                                   " - Check your Ethernet connection (cables)\n"
                                   " - Check the firewall settings to provide permissions to Kelvoapp";
-
-void out(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
-}
-
-void err(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
-}
 
 // Cursor and colour escapes only for a person at a terminal who did not turn them off.
 bool escapes_allowed() {

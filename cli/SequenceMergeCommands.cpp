@@ -1,5 +1,6 @@
 // `kelvo sequence merge` and `kelvo sequence unmerge`: the merge dialog's work from a shell,
 // over the same core.
+#include "CliOutput.h"
 #include "SequenceCardCommands.h"
 
 #include "project/Project.h"
@@ -11,15 +12,6 @@
 #include <fmt/format.h>
 
 namespace {
-
-void out(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
-}
-
-void err(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
-}
 
 const char* const kMergeUsage =
     "Usage: kelvo sequence merge PROJECT --into NAME SEQ SEQ...\n"

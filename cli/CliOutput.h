@@ -1,0 +1,29 @@
+#pragma once
+
+// Standard output and error of the `kelvo` commands. Output is flushed at once, so that a
+// progress line reaches a pipe when it is written and keeps its place among the error lines.
+#include <QString>
+
+#include <cstdio>
+#include <string>
+
+inline void out(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+inline void out(const QString& text) {
+    out(text.toStdString());
+}
+inline void out(const char* text) {
+    out(std::string(text));
+}
+
+inline void err(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stderr);
+}
+inline void err(const QString& text) {
+    err(text.toStdString());
+}
+inline void err(const char* text) {
+    err(std::string(text));
+}
