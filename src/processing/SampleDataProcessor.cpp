@@ -1,5 +1,6 @@
 #include "SampleDataProcessor.h"
 
+#include "DurableFiles.h"
 #include "project/Project.h"
 #include "project/SampleHandler.h"
 #include "project/SampleHeaderColumns.h"
@@ -124,14 +125,6 @@ void append_number(QByteArray& out, double v) {
     char text[32];
     const auto end = fmt::format_to_n(text, sizeof(text), "{:.6g}", v).out;
     out.append(text, static_cast<int>(end - text));
-}
-
-void sync_path(const QString& path, int flags) {
-    const int fd = ::open(QFile::encodeName(path).constData(), flags);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
-    }
 }
 
 QByteArray ini_section(const char* title, SequenceHandler::ConfigFields fields) {
@@ -322,11 +315,11 @@ bool SampleDataProcessor::ProcessData(const QString& sample) {
         }
     }
     if (failure.isEmpty()) {
-        sync_path(temporary, O_RDONLY);
+        DurableFiles::sync(temporary);
         if (::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(target).constData()) != 0) {
             failure = QStringLiteral("unable to rename %1 to %2").arg(temporary, target);
         } else {
-            sync_path(folder, O_RDONLY | O_DIRECTORY);
+            DurableFiles::syncFolder(folder);
         }
     }
     if (!failure.isEmpty()) {

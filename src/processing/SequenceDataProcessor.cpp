@@ -1,5 +1,6 @@
 #include "SequenceDataProcessor.h"
 
+#include "DurableFiles.h"
 #include "ParallelZipWriter.h"
 #include "RawFrame.h"
 #include "project/SequenceHandler.h"
@@ -22,15 +23,6 @@
 namespace {
 
 constexpr const char* kModule = "SequenceDataProcessor";
-
-// The rename that publishes a file only survives a crash once its folder reached the disk.
-void sync_folder(const QString& folder) {
-    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
-    }
-}
 
 // Removes the files from a few threads at once: on a disk that discards freed blocks at once an
 // unlink waits milliseconds for the device, and thousands of them one after the other would take
@@ -167,7 +159,7 @@ QString SequenceDataProcessor::ZipVignettes(const QString& sequence, const Progr
         log->logf(kModule, ZelLevelError, "sequencedataprocessor::ZipVignettes {} : {}", sequence, failure);
         return failure;
     }
-    sync_folder(folder);
+    DurableFiles::syncFolder(folder);
     remove_files(archived);
     log->logf(kModule, ZelLevelInformation, "Processed compressing vignettes of {} in {}ms", sequence,
               timer.elapsed());

@@ -2,6 +2,7 @@
 
 #include "device/InterfaceCamera.h"
 #include "link/CardPath.h"
+#include "processing/DurableFiles.h"
 #include "processing/ParallelZipWriter.h"
 #include "processing/RawFrame.h"
 #include "project/SequenceHandler.h"
@@ -29,16 +30,8 @@ std::int64_t now_ms() {
     return QDateTime::currentMSecsSinceEpoch();
 }
 
-void sync_folder(const QString& folder) {
-    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
-    }
-}
-
 // Writes `size` bytes into a new file and starts the disk writing them; they are made durable
-// (sync_durably) only before the copy is put in place, so that the download does not wait for
+// (DurableFiles::sync) only before the copy is put in place, so that the download does not wait for
 // the disk file after file. False with the reason otherwise.
 bool write_file(const QString& path, const char* data, std::size_t size, QString* why) {
     QDir().mkpath(QFileInfo(path).absolutePath());
@@ -55,16 +48,6 @@ bool write_file(const QString& path, const char* data, std::size_t size, QString
     ::sync_file_range(file.handle(), 0, 0, SYNC_FILE_RANGE_WRITE);
 #endif
     return true;
-}
-
-bool sync_durably(const QString& path) {
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
-    if (fd < 0) {
-        return false;
-    }
-    const bool ok = ::fsync(fd) == 0;
-    ::close(fd);
-    return ok;
 }
 
 bool has_files(const QString& folder) {
@@ -234,14 +217,14 @@ DownloadResult SequenceDownload::run(const QString& name, const SdSequenceEntry&
 
     const bool hadCopy = targetInfo.exists();
     for (const QString& file : std::as_const(m_written)) {
-        if (ok && !sync_durably(file)) {
+        if (ok && !DurableFiles::sync(file)) {
             result.error = QStringLiteral("Sequence %1 unable to write %2").arg(name, file);
             trace()->post(kModule, ZelLevelError, result.error.toStdString());
             ok = false;
         }
     }
     if (ok) {
-        sync_folder(m_staging); // the files' names, before the folder is put in place
+        DurableFiles::syncFolder(m_staging); // the files' names, before the folder is put in place
         const QString old = parent + QStringLiteral("/.") + targetInfo.fileName() + QStringLiteral(".old");
         QDir(old).removeRecursively();
         if (hadCopy && !QDir().rename(target, old)) {
@@ -257,7 +240,7 @@ DownloadResult SequenceDownload::run(const QString& name, const SdSequenceEntry&
             QDir(m_staging).removeRecursively();
             return finish();
         }
-        sync_folder(parent);
+        DurableFiles::syncFolder(parent);
         QDir(old).removeRecursively();
         trace()->logf(kModule, ZelLevelInformation, "Sequence {} transfert done", name);
         result.complete = true;
@@ -267,7 +250,7 @@ DownloadResult SequenceDownload::run(const QString& name, const SdSequenceEntry&
     // sequence without images has nothing that could show a missing synthetic file: it would be
     // reported "OK", so what arrived of it is dropped.
     if (!hadCopy && !entry.images.isEmpty() && has_files(m_staging) && QDir().rename(m_staging, target)) {
-        sync_folder(parent);
+        DurableFiles::syncFolder(parent);
     } else {
         QDir(m_staging).removeRecursively();
         if (!hadCopy) {
