@@ -5,7 +5,8 @@
 // vignettes from disk against Info-ZIP `zip -r -6` on the same tree. Each side is measured in the
 // same run, alternately; the ratios are printed with the peak memory of the download.
 //
-// Usage: bench_download [REPETITIONS]   (default 3; the best time of each side is compared)
+// Usage: bench_download [REPETITIONS [MBIT/S...]]   (default 3 repetitions at 100 and 1000 Mbit/s;
+//        the best time of each side is compared)
 #include "DownloadBenchCard.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
@@ -139,7 +140,14 @@ int main(int argc, char** argv) {
     const QString name = write_realistic_sequence(card, &bytes);
     std::printf("sequence %s: %d files, %.1f MB on the card\n", qPrintable(name), 2 + 2000 + 20, bytes / 1e6);
 
-    for (const double mbps : {100.0, 1000.0}) {
+    std::vector<double> rates;
+    for (int i = 2; i < argc; ++i) {
+        rates.push_back(std::atof(argv[i]));
+    }
+    if (rates.empty()) {
+        rates = {100.0, 1000.0};
+    }
+    for (const double mbps : rates) {
         Rig rig;
         if (!rig.start(card, mbps)) {
             std::fprintf(stderr, "simulator did not start\n");

@@ -5,12 +5,14 @@
 #include <QFile>
 #include <QThread>
 
+#include <libdeflate.h>
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
 #include <quazip/quazipnewinfo.h>
 #include <zlib.h>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -40,19 +42,22 @@ ParallelZipWriter::~ParallelZipWriter() {
 }
 
 bool ParallelZipWriter::deflateRaw(const QByteArray& input, QByteArray& output) {
-    z_stream s{};
-    if (deflateInit2(&s, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+    // One compressor per thread: allocating one costs more than deflating a small vignette.
+    thread_local const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)>
+        compressor(libdeflate_alloc_compressor(kDefaultLevel), &libdeflate_free_compressor);
+    if (!compressor) {
         return false;
     }
-    output.resize(static_cast<int>(deflateBound(&s, static_cast<uLong>(input.size()))));
-    s.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(input.constData()));
-    s.avail_in = static_cast<uInt>(input.size());
-    s.next_out = reinterpret_cast<Bytef*>(output.data());
-    s.avail_out = static_cast<uInt>(output.size());
-    const int r = deflate(&s, Z_FINISH);
-    output.resize(static_cast<int>(s.total_out));
-    deflateEnd(&s);
-    return r == Z_STREAM_END;
+    const auto size = static_cast<std::size_t>(input.size());
+    output.resize(static_cast<int>(libdeflate_deflate_compress_bound(compressor.get(), size)));
+    const std::size_t n =
+        libdeflate_deflate_compress(compressor.get(), input.constData(), size, output.data(), output.size());
+    output.resize(static_cast<int>(n));
+    return n > 0 || size == 0;
+}
+
+quint32 ParallelZipWriter::crc32Of(const QByteArray& bytes) {
+    return libdeflate_crc32(0, bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
 bool ParallelZipWriter::open(const QString& path) {
@@ -78,6 +83,8 @@ bool ParallelZipWriter::open(const QString& path) {
     }
     m_stopping = false;
     m_writebackFrom = 0;
+    m_openedAt = QDateTime::currentDateTime();
+    m_entryInfo = std::make_unique<QuaZipNewInfo>(QString());
     for (int i = 0; i < m_threadCount; ++i) {
         m_threads.emplace_back([this] { workerLoop(); });
     }
@@ -87,8 +94,14 @@ bool ParallelZipWriter::open(const QString& path) {
 void ParallelZipWriter::workerLoop() {
 #ifdef __linux__
     // Compression yields to the thread that receives the instrument's datagrams: a receiver kept
-    // off the processor loses them, and every loss costs a file's retransmission.
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 19);
+    // off the processor loses them, and every loss costs a file's retransmission. Each file is a
+    // request and an answer, so any wake-up that waits for a core slows the whole download: an
+    // idle-class thread gives the core up the moment another thread wakes (a low nice value
+    // only shortens its turn).
+    sched_param idle{};
+    if (::sched_setscheduler(0, SCHED_IDLE, &idle) != 0) {
+        ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 19);
+    }
 #endif
     for (;;) {
         std::shared_ptr<Job> job;
@@ -123,9 +136,7 @@ void ParallelZipWriter::prepare(Job& job) {
         job.input = QByteArray();
     }
     job.entryBytes = entry.size();
-    job.crc =
-        static_cast<quint32>(crc32(crc32(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(entry.constData()),
-                                   static_cast<uInt>(entry.size())));
+    job.crc = crc32Of(entry);
     if (job.content == Content::Compressed) {
         job.deflated = std::move(entry); // deflate would only spend time on it
         job.ok = true;
@@ -145,7 +156,7 @@ bool ParallelZipWriter::add(const QString& name, QByteArray data, Content conten
     job->input = std::move(data);
     job->content = content;
     job->tag = tag;
-    job->modified = modified.isValid() ? modified : QDateTime::currentDateTime();
+    job->modified = modified.isValid() ? modified : m_openedAt;
     {
         std::lock_guard<std::mutex> hold(m_mutex);
         m_pendingBytes += job->sourceBytes;
@@ -180,7 +191,7 @@ void ParallelZipWriter::writeReady(bool wait) {
             // Rather than sleep until a pool thread gets round to the head of the order, the
             // adding thread prepares waiting entries itself: on a loaded machine each hand-off
             // to a sleeping thread costs a scheduler time slice.
-            while (wait && !m_order.front()->done && !m_todo.empty()) {
+            while (wait && m_adderPrepares && !m_order.front()->done && !m_todo.empty()) {
                 std::shared_ptr<Job> job = m_todo.front();
                 m_todo.pop_front();
                 hold.unlock();
@@ -211,7 +222,10 @@ bool ParallelZipWriter::writeEntry(Job& job) {
         fail(QStringLiteral("Unable to prepare the entry %1").arg(job.name));
         return false;
     }
-    QuaZipNewInfo info(job.name);
+    // A copy of a prepared one: building an entry's information afresh reads the clock and the
+    // time zone each time, which costs as much as writing a small vignette.
+    QuaZipNewInfo info = *m_entryInfo;
+    info.name = job.name;
     info.dateTime = job.modified;
     info.uncompressedSize = static_cast<ulong>(job.entryBytes);
     info.externalAttr = 0644u << 16;

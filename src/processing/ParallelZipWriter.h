@@ -15,14 +15,15 @@
 
 class QFile;
 class QuaZip;
+struct QuaZipNewInfo;
 
 // A zip archive whose entries are prepared on a small pool of threads (a raw frame turned into
 // PNG, then every entry deflated) and written to the file in the order they were added, so that
 // reading, converting and compressing overlap and the archive is the same whatever the timing.
 //
 // Memory stays bounded: add() waits while the entries added and not yet written hold more than
-// the pending limit. Entries are deflated (method 8, default level, raw window, memory level 8,
-// default strategy) and the archive is in zip64 form, so that it may grow past 4 GiB.
+// the pending limit. Entries are deflated (method 8, default level 6) and the archive is in zip64 form, so
+// that it may grow past 4 GiB.
 //
 // Not thread-safe itself: one thread adds, closes or abandons.
 class ParallelZipWriter {
@@ -44,7 +45,7 @@ public:
     static constexpr std::int64_t kDefaultPendingBytes = 96LL * 1024 * 1024;
     // Entries that may wait per pool thread: enough that a thread kept off the processor for a
     // moment does not stall the one adding (during a download, the receiver of the next file).
-    static constexpr int kEntriesPerThread = 32;
+    static constexpr int kEntriesPerThread = 512;
 
     // `threads` 0: one per processor.
     explicit ParallelZipWriter(int threads = 0, std::int64_t maxPendingBytes = kDefaultPendingBytes);
@@ -64,6 +65,10 @@ public:
     // then holds a valid prefix of the entries.
     void abandon();
 
+    // Whether the adding thread, when it has to wait for room, prepares waiting entries itself
+    // (the default). A thread with work of its own, such as receiving the next file, had better
+    // only wait: the pool then does all the preparing.
+    void setAdderPrepares(bool prepares) { m_adderPrepares = prepares; }
     // Called on the adding thread for each entry once it is in the file.
     void setOnWritten(WrittenCallback callback) { m_onWritten = std::move(callback); }
     int entriesWritten() const { return m_entriesWritten; }
@@ -71,8 +76,10 @@ public:
     bool isOpen() const { return m_zip != nullptr; }
     QString error() const { return m_error; }
 
-    // Raw deflate of `input` as the archive stores it; false when zlib fails.
+    // Raw deflate of `input` at the default level (6), as the archive stores it; false on failure.
     static bool deflateRaw(const QByteArray& input, QByteArray& output);
+    static quint32 crc32Of(const QByteArray& bytes);
+    static constexpr int kDefaultLevel = 6;
 
 private:
     struct Job;
@@ -100,6 +107,9 @@ private:
 
     std::unique_ptr<QFile> m_file;
     std::unique_ptr<QuaZip> m_zip;
+    bool m_adderPrepares = true;
+    QDateTime m_openedAt; // the entries' time unless add() is given one
+    std::unique_ptr<QuaZipNewInfo> m_entryInfo;
     WrittenCallback m_onWritten;
     int m_entriesWritten = 0;
     std::int64_t m_writebackFrom = 0; // start of the bytes not yet handed to the disk

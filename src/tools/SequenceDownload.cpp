@@ -100,6 +100,7 @@ bool SequenceDownload::fetchInto(const QString& name, const QString& cardPath, c
 bool SequenceDownload::fetchImages(const QString& name, const SdSequenceEntry& entry,
                                    DownloadResult& result) {
     ParallelZipWriter zip;
+    zip.setAdderPrepares(false);
     if (!zip.open(m_staging + QStringLiteral("/images.zip"))) {
         result.error = zip.error();
         trace()->logf(kModule, ZelLevelError, "Sequence {} {}", name, zip.error());
