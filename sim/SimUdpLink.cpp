@@ -37,21 +37,27 @@ int openUdp() {
 using Clock = std::chrono::steady_clock;
 
 // A sleep wakes tens of microseconds late (the thread's timer slack, then scheduling), and at
-// 1 Gbit/s one 8 KiB datagram takes 65 us on the wire: sleep short of the due time, then spin.
-// The spin is kept short because on a small machine a spinning sender takes the core that the
-// receiving host needs; with a stock kernel's 416 KiB receive buffer, a receiver kept off the
-// processor for 3 ms at 1 Gbit/s loses datagrams.
-void waitUntil(Clock::time_point due) {
+// 1 Gbit/s one 8 KiB datagram takes 65 us on the wire. The schedule is absolute, so a late wake-up
+// is caught up by sending the overdue datagrams at once, as a link's queue would: only the last
+// datagram of a dump, whose time ends the transfer, is waited for precisely (a short sleep, then
+// a spin). A sender that spun before every datagram would take the core that the receiving host
+// needs, on a small machine; and with a stock kernel's 416 KiB receive buffer, a receiver kept off
+// the processor for 3 ms at 1 Gbit/s loses datagrams.
+void waitUntil(Clock::time_point due, bool precisely) {
     constexpr auto kSpin = std::chrono::microseconds(40);
     thread_local const bool precise = ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL) == 0;
     (void)precise;
+    const auto spin = precisely ? kSpin : Clock::duration::zero();
     for (;;) {
         const auto left = due - Clock::now();
         if (left <= Clock::duration::zero()) {
             return;
         }
-        if (left > kSpin) {
-            std::this_thread::sleep_for(left - kSpin);
+        if (left > spin) {
+            std::this_thread::sleep_for(left - spin);
+            if (!precisely) {
+                return;
+            }
         }
     }
 }
@@ -202,7 +208,8 @@ SimDumpResult SimUdpLink::sendDump(const QString& host, int port, const std::fun
         for (int c = 0; c < copies; ++c) {
             paced += len;
             if (rate > 0) {
-                waitUntil(t0 + std::chrono::nanoseconds(qint64(double(paced) * 8.0 * 1000.0 / rate)));
+                waitUntil(t0 + std::chrono::nanoseconds(qint64(double(paced) * 8.0 * 1000.0 / rate)),
+                          i + 1 == lastToSend);
             }
             if (!sendOne(m_fd, &to, data.constData() + offset, len)) {
                 r.error = sendError();

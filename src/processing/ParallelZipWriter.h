@@ -43,8 +43,9 @@ public:
     using WrittenCallback = std::function<void(const Written&)>;
 
     static constexpr std::int64_t kDefaultPendingBytes = 96LL * 1024 * 1024;
-    // Entries that may wait per pool thread: enough that a thread kept off the processor for a
-    // moment does not stall the one adding (during a download, the receiver of the next file).
+    // Entries that may wait per pool thread: enough that the small vignettes queued while the
+    // receiver of a download has the processor never stall it (the pending limit still bounds
+    // the memory they hold).
     static constexpr int kEntriesPerThread = 512;
 
     // `threads` 0: one per processor.
