@@ -1,6 +1,7 @@
 #include "ParallelZipWriter.h"
 
 #include "RawFrame.h"
+#include "WriteBehindFile.h"
 
 #include <QFile>
 #include <QThread>
@@ -70,7 +71,9 @@ bool ParallelZipWriter::open(const QString& path) {
         m_file.reset();
         return false;
     }
-    m_zip = std::make_unique<QuaZip>(m_file.get());
+    m_device = std::make_unique<WriteBehindFile>(m_file.get());
+    m_device->open(QIODevice::WriteOnly);
+    m_zip = std::make_unique<QuaZip>(m_device.get());
     m_zip->setZip64Enabled(true);
     m_zip->setUtf8Enabled(true);
     m_zip->setAutoClose(false);
@@ -78,6 +81,7 @@ bool ParallelZipWriter::open(const QString& path) {
         m_error =
             QStringLiteral("Unable to create the archive %1 (error %2)").arg(path).arg(m_zip->getZipError());
         m_zip.reset();
+        m_device.reset();
         m_file.reset();
         return false;
     }
@@ -259,11 +263,11 @@ bool ParallelZipWriter::writeEntry(Job& job) {
 void ParallelZipWriter::startWriteback() {
 #ifdef __linux__
     constexpr std::int64_t kChunk = 16LL * 1024 * 1024;
-    const std::int64_t end = m_file->pos();
+    const std::int64_t end = m_device->size();
     if (end - m_writebackFrom < kChunk) {
         return;
     }
-    if (m_file->flush()) {
+    if (m_device->flushToFile()) {
         ::sync_file_range(m_file->handle(), m_writebackFrom, end - m_writebackFrom, SYNC_FILE_RANGE_WRITE);
         m_writebackFrom = end;
     }
@@ -277,7 +281,7 @@ void ParallelZipWriter::fail(const QString& text) {
 }
 
 std::int64_t ParallelZipWriter::bytesWritten() const {
-    return m_file ? m_file->size() : 0;
+    return m_device ? m_device->size() : 0;
 }
 
 void ParallelZipWriter::stopWorkers() {
@@ -301,7 +305,9 @@ bool ParallelZipWriter::finish(bool durable) {
                  .arg(m_zip->getZipError()));
     }
     m_zip.reset();
-    if (!m_file->flush()) {
+    const bool flushed = m_device->flushToFile();
+    m_device.reset();
+    if (!flushed || !m_file->flush()) {
         fail(QStringLiteral("Unable to write %1: %2").arg(m_file->fileName(), m_file->errorString()));
     } else if (durable && ::fsync(m_file->handle()) != 0) {
         fail(QStringLiteral("Unable to make %1 durable").arg(m_file->fileName()));

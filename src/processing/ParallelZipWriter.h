@@ -15,6 +15,7 @@
 
 class QFile;
 class QuaZip;
+class WriteBehindFile;
 struct QuaZipNewInfo;
 
 // A zip archive whose entries are prepared on a small pool of threads (a raw frame turned into
@@ -107,6 +108,7 @@ private:
     bool m_stopping = false;
 
     std::unique_ptr<QFile> m_file;
+    std::unique_ptr<WriteBehindFile> m_device; // in front of m_file, see WriteBehindFile
     std::unique_ptr<QuaZip> m_zip;
     bool m_adderPrepares = true;
     QDateTime m_openedAt; // the entries' time unless add() is given one

@@ -120,6 +120,14 @@ bool SequenceHandler::IsSafeName(const QString& seq) {
 }
 
 bool SequenceHandler::ReadDataFile() {
+    return readFile(nullptr);
+}
+
+bool SequenceHandler::ReadDataFile(const std::vector<int>& onlyRows) {
+    return readFile(&onlyRows);
+}
+
+bool SequenceHandler::readFile(const std::vector<int>* onlyRows) {
     const QString path = DataFilePath();
     QFile file(path);
     const bool isDir = QFileInfo(path).isDir();
@@ -131,7 +139,7 @@ bool SequenceHandler::ReadDataFile() {
     }
 
     m_rows.clear();
-    m_rows.reserve(kReservedRows);
+    m_rows.reserve(onlyRows ? onlyRows->size() : static_cast<std::size_t>(kReservedRows));
     m_index.clear();
     m_hwConf.clear();
     m_acqConf.clear();
@@ -140,6 +148,9 @@ bool SequenceHandler::ReadDataFile() {
     m_trackedSize2 = kNoTrackedSize;
     m_tracked = false;
     m_skipped = 0;
+    m_onlyRows = onlyRows;
+    m_nextOnly = 0;
+    m_dataLines = 0;
     m_lastError.clear();
 
     // The file is mapped rather than read: a data file of tens of thousands of lines is scanned
@@ -166,6 +177,7 @@ bool SequenceHandler::ReadDataFile() {
                             "SequenceHandler::ReadDataFile {} more invalid lines in {}",
                             m_skipped - kMaxLoggedSkips, path);
     }
+    m_onlyRows = nullptr;
     return true;
 }
 
@@ -203,6 +215,17 @@ void SequenceHandler::parseLine(const char* begin, const char* end) {
         return;
     }
 
+    if (m_onlyRows) {
+        // Only the wanted rows are built; the others are counted, so that the numbering is
+        // that of the whole file.
+        const int index = m_dataLines++;
+        while (m_nextOnly < m_onlyRows->size() && (*m_onlyRows)[m_nextOnly] < index) {
+            ++m_nextOnly;
+        }
+        if (m_nextOnly >= m_onlyRows->size() || (*m_onlyRows)[m_nextOnly] != index) {
+            return;
+        }
+    }
     stDataRaw row;
     row.dateTime = QByteArray(begin, static_cast<int>(pos1));
     row.pressure = parse_float(begin + pos1 + 1, begin + pos2);
@@ -254,8 +277,9 @@ void SequenceHandler::parseLine(const char* begin, const char* end) {
     }
 
     m_rows.push_back(std::move(row));
-    const int index = static_cast<int>(m_rows.size() - 1);
-    m_index.insert(m_rows.back().dateTime, index);
+    if (!m_onlyRows) {
+        m_index.insert(m_rows.back().dateTime, static_cast<int>(m_rows.size() - 1));
+    }
 }
 
 namespace {
