@@ -1,14 +1,15 @@
 #include "SampleImageArchive.h"
 
 #include "KelvoVersion.h"
+#include "MappedZipReader.h"
 #include "OdvExport.h"
 #include "ParallelZipWriter.h"
 #include "Vignette.h"
+#include "WriteBehindFile.h"
 #include "project/Project.h"
 #include "project/SampleForm.h"
 #include "project/SequenceHandler.h"
 
-#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -16,14 +17,15 @@
 #include <opencv2/imgcodecs.hpp>
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
-#include <zlib.h>
 
 #include <QThread>
 
+#include <libdeflate.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <cstdio>
-#include <limits>
 #include <memory>
 #include <numbers>
 #include <thread>
@@ -73,49 +75,59 @@ QString cell(const QString& text) {
     return t.remove(QLatin1Char('\r'));
 }
 
-// One vignette of the archive, read, then prepared on a pool thread.
-struct Prepared {
-    QString name;
-    QByteArray bytes; // as stored in the archive
-    int method = 0;   // 0 stored, 8 deflated
-    qint64 size = 0;  // the file's own size
-    QByteArray png;   // empty when the bytes are not a vignette
-    Vignette::Measures measures;
-};
-
-// The entry's file from its stored bytes.
-QByteArray inflated(const Prepared& p) {
-    if (p.method == 0) {
-        return p.bytes;
-    }
-    if (p.method != Z_DEFLATED || p.size < 0 || p.size > (1 << 28)) {
-        return {};
-    }
-    QByteArray out(static_cast<int>(p.size), '\0');
-    z_stream z{};
-    if (inflateInit2(&z, -MAX_WBITS) != Z_OK) {
-        return {};
-    }
-    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(p.bytes.constData()));
-    z.avail_in = static_cast<uInt>(p.bytes.size());
-    z.next_out = reinterpret_cast<Bytef*>(out.data());
-    z.avail_out = static_cast<uInt>(out.size());
-    const int r = inflate(&z, Z_FINISH);
-    const bool whole = r == Z_STREAM_END && z.total_out == static_cast<uLong>(p.size);
-    inflateEnd(&z);
-    return whole ? out : QByteArray();
+// The image index and object number of a vignette entry "<folder>/<seq>_<image>_<object>.vig".
+bool parse_entry_name(const QString& name, int* image, int* object) {
+    return Vignette::parseName(name.mid(name.lastIndexOf(QLatin1Char('/')) + 1), image, object);
 }
 
-void prepare(Prepared& p, int threshold) {
-    const cv::Mat picture = Vignette::decode(inflated(p));
-    p.bytes = QByteArray();
-    if (picture.empty()) {
-        return;
+// One vignette of the sample, prepared on a pool thread.
+struct Prepared {
+    const MappedZipReader::Entry* entry = nullptr;
+    int image = 0;
+    QByteArray png; // empty when the entry is not a vignette
+    quint32 crc = 0;
+    Vignette::Measures measures;
+    cv::Mat picture; // kept to be measured when it was decoded before the threshold was known
+    std::atomic<bool> done{false};
+};
+
+void prepare(const MappedZipReader& zip, Prepared& p, const std::atomic<int>& threshold) {
+    QByteArray bytes;
+    const cv::Mat picture = zip.read(*p.entry, bytes) ? Vignette::decode(bytes) : cv::Mat();
+    if (!picture.empty()) {
+        if (const int level = threshold.load(std::memory_order_acquire); level >= 0) {
+            p.measures = Vignette::measure(picture, level);
+        } else {
+            p.picture = picture;
+        }
+        std::vector<uchar> png;
+        cv::imencode(".png", picture, png);
+        p.png = QByteArray(reinterpret_cast<const char*>(png.data()), static_cast<int>(png.size()));
+        p.crc = ParallelZipWriter::crc32Of(p.png);
     }
-    p.measures = Vignette::measure(picture, threshold);
-    std::vector<uchar> png;
-    cv::imencode(".png", picture, png);
-    p.png = QByteArray(reinterpret_cast<const char*>(png.data()), static_cast<int>(png.size()));
+    p.done.store(true, std::memory_order_release);
+    p.done.notify_one();
+}
+
+// "yyyyMMdd-HHmmss..." as the table's date and time fields, or empty fields. Checked with dates
+// and times alone: a local date-time would read the time zone for every row.
+std::pair<QString, QString> date_and_time(const QByteArray& text) {
+    const char* t = text.constData();
+    const auto digits = [t](int from, int n) {
+        int v = 0;
+        for (int i = from; i < from + n; ++i) {
+            if (t[i] < '0' || t[i] > '9') {
+                return -1;
+            }
+            v = v * 10 + (t[i] - '0');
+        }
+        return v;
+    };
+    if (text.size() < 15 || t[8] != '-' || !QDate(digits(0, 4), digits(4, 2), digits(6, 2)).isValid() ||
+        !QTime(digits(9, 2), digits(11, 2), digits(13, 2)).isValid()) {
+        return {};
+    }
+    return {QString::fromLatin1(t, 8), QString::fromLatin1(t + 9, 6)};
 }
 
 } // namespace
@@ -154,189 +166,198 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
         return QStringLiteral("Sample %1 has no valid image range").arg(sample);
     }
     SequenceHandler sequence(project.Path(), seq);
-    if (!sequence.ReadDataFile()) {
-        return QStringLiteral("Sample %1: unable to read the data file of sequence %2").arg(sample, seq);
+    const QString dataUnreadable =
+        QStringLiteral("Sample %1: unable to read the data file of sequence %2").arg(sample, seq);
+    if (QFile data(sequence.DataFilePath()); QFileInfo(data).isDir() || !data.open(QIODevice::ReadOnly)) {
+        return dataUnreadable;
     }
     const QString source = sequence.SequenceFolder() + QStringLiteral("/images.zip");
     if (!QFileInfo::exists(source)) {
         return QStringLiteral("Sequence %1 has no images.zip: download it or build it first").arg(seq);
     }
-    // The archive is read through a mapping where it fits one buffer: the reader then seeks
-    // from entry to entry without a system call each time.
-    QFile sourceFile(source);
-    QBuffer mapped;
-    const uchar* map = nullptr;
-    if (sourceFile.open(QIODevice::ReadOnly) && sourceFile.size() < std::numeric_limits<int>::max() &&
-        (map = sourceFile.map(0, sourceFile.size())) != nullptr) {
-        mapped.setData(
-            QByteArray::fromRawData(reinterpret_cast<const char*>(map), static_cast<int>(sourceFile.size())));
+    MappedZipReader in;
+    if (!in.open(source)) {
+        return in.error();
     }
-    QuaZip in(source);
-    if (map != nullptr) {
-        in.setIoDevice(&mapped);
+    // The range's vignettes in archive order, and the data rows of their images.
+    std::vector<Prepared> items(in.entries().size());
+    std::size_t count = 0;
+    std::vector<int> images;
+    for (const MappedZipReader::Entry& entry : in.entries()) {
+        int image = 0;
+        int object = 0;
+        if (parse_entry_name(entry.name, &image, &object) && image >= first && image <= last) {
+            items[count].entry = &entry;
+            items[count].image = image;
+            images.push_back(image);
+            ++count;
+        }
     }
-    if (!in.open(QuaZip::mdUnzip)) {
-        return QStringLiteral("Unable to open %1 (error %2)").arg(source).arg(in.getZipError());
+    std::sort(images.begin(), images.end());
+    images.erase(std::unique(images.begin(), images.end()), images.end());
+
+    // Decoding, measuring and PNG encoding run on every core at once, while this thread reads
+    // the data rows, then writes each vignette into the archive in order as soon as it is ready.
+    std::atomic<std::size_t> next{0};
+    std::atomic<int> threshold{-1}; // the hardware threshold, once the data file is read
+    const auto work = [&] {
+        for (std::size_t i = next++; i < count; i = next++) {
+            prepare(in, items[i], threshold);
+        }
+    };
+    std::vector<std::thread> pool;
+    for (int t = std::max(1, QThread::idealThreadCount()); t > 0; --t) {
+        pool.emplace_back(work);
+    }
+    const auto joinPool = [&] {
+        next.store(count);
+        for (std::thread& t : pool) {
+            t.join();
+        }
+        pool.clear();
+    };
+    if (!sequence.ReadDataFile(images)) {
+        joinPool();
+        return dataUnreadable;
     }
     bool okThreshold = false;
-    const int threshold = config_value(sequence.HwConfFields(), "Threshold").toInt(&okThreshold);
+    const int hardwareThreshold = config_value(sequence.HwConfFields(), "Threshold").toInt(&okThreshold);
+    threshold.store(okThreshold ? std::max(0, hardwareThreshold) : 0, std::memory_order_release);
+
     const double aa = field("aa").toDouble();
     const double exp = field("exp").toDouble();
     const double lat = OdvExport::decimalDegrees(field("latitude"));
     const double lon = OdvExport::decimalDegrees(field("longitude"));
     const QString processDate = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd"));
+    // The fields that are the same on every row.
+    const QString position = cell(number(lat)) + QLatin1Char('\t') + cell(number(lon)) + QLatin1Char('\t');
+    const QStringList constant{sample,
+                               field("cruise"),
+                               field("stationid"),
+                               seq,
+                               field("pixelsize"),
+                               field("aa"),
+                               field("exp"),
+                               field("volimage"),
+                               QStringLiteral("KelvoApp"),
+                               QString::fromLatin1(kKelvoVersionNumber),
+                               processDate};
+    QStringList cleanConstant;
+    for (const QString& c : constant) {
+        cleanConstant << cell(c);
+    }
+    const QString rowEnd = QLatin1Char('\t') + cleanConstant.join(QLatin1Char('\t'));
 
     const QString folder = project.Path() + QStringLiteral("/maridata/") + sample;
     QDir().mkpath(folder);
     const QString target = folder + QStringLiteral("/%1_Images.zip").arg(sample);
     const QString temporary = folder + QStringLiteral("/.%1_Images.zip.partial").arg(sample);
-    ParallelZipWriter out;
-    if (!out.open(temporary)) {
-        return out.error();
+    QFile file(temporary);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate)) {
+        joinPool();
+        return QStringLiteral("Unable to create %1: %2").arg(temporary, file.errorString());
     }
-    QStringList table{columns().join(QLatin1Char('\t')), types().join(QLatin1Char('\t'))};
-    // The range's vignettes in archive order, read a batch at a time; decoding, measuring and
-    // PNG encoding of a batch run on every core, and the results go into the archive in order.
-    const int threads = std::max(1, QThread::idealThreadCount());
-    constexpr std::size_t kBatch = 128;
-    bool more = in.goToFirstFile();
-    // The next batch, read in archive order as the entries' compressed bytes (cheap: inflating
-    // is left to the pool).
-    const auto read_batch = [&] {
-        std::vector<Prepared> batch;
-        for (; more && batch.size() < kBatch; more = in.goToNextFile()) {
-            int image = 0;
-            int object = 0;
-            const QString name = in.getCurrentFileName();
-            if (!Vignette::parseName(name, &image, &object) || image < first || image > last) {
-                continue;
-            }
-            Prepared p;
-            p.name = name;
-            QuaZipFileInfo64 info;
-            QuaZipFile entry(&in);
-            int level = 0;
-            if (in.getCurrentFileInfo(&info) && entry.open(QIODevice::ReadOnly, &p.method, &level, true)) {
-                p.bytes = entry.readAll();
-                p.size = static_cast<qint64>(info.uncompressedSize);
-            }
-            batch.push_back(std::move(p));
-        }
-        return batch;
+    WriteBehindFile device(&file);
+    device.open(QIODevice::WriteOnly);
+    QuaZip out(&device);
+    out.setZip64Enabled(true);
+    out.setUtf8Enabled(true);
+    out.setAutoClose(false);
+    if (!out.open(QuaZip::mdCreate)) {
+        joinPool();
+        file.remove();
+        return QStringLiteral("Unable to create the archive %1 (error %2)")
+            .arg(temporary)
+            .arg(out.getZipError());
+    }
+    // Every entry gets the same time: making it afresh reads the time zone each time.
+    QuaZipNewInfo info{QString()};
+    info.externalAttr = 0644u << 16;
+    const auto write = [&](const QString& name, const QByteArray& bytes, quint32 crc) {
+        info.name = name;
+        info.uncompressedSize = static_cast<ulong>(bytes.size());
+        QuaZipFile entry(&out);
+        return entry.open(QIODevice::WriteOnly, info, nullptr, crc, 0, 0, true) &&
+               entry.write(bytes) == bytes.size() && (entry.close(), entry.getZipError() == ZIP_OK);
     };
-    // Three stages overlap: while the pool prepares one batch, this thread writes the one before
-    // into the archive and reads the one after.
-    struct Preparation {
-        std::vector<Prepared> items;
-        std::atomic<std::size_t> next{0};
-        std::vector<std::thread> pool;
-    };
-    const int level = okThreshold ? threshold : 0;
-    const auto start = [threads, level](Preparation& p) {
-        const auto work = [&p, level] {
-            for (std::size_t i = p.next++; i < p.items.size(); i = p.next++) {
-                prepare(p.items[i], level);
-            }
-        };
-        for (int t = 0; t < threads; ++t) {
-            p.pool.emplace_back(work);
-        }
-    };
-    const auto finish = [](Preparation& p) {
-        for (std::thread& t : p.pool) {
-            t.join();
-        }
-        p.pool.clear();
-    };
-    auto current = std::make_unique<Preparation>();
-    current->items = read_batch();
-    start(*current);
-    while (!current->items.empty()) {
-        auto following = std::make_unique<Preparation>();
-        following->items = read_batch();
-        finish(*current);
-        if (!following->items.empty()) {
-            start(*following);
-        }
-        std::vector<Prepared>& batch = current->items;
-        if (!out.error().isEmpty()) {
-            finish(*following);
-            break;
-        }
-        for (Prepared& p : batch) {
-            if (p.png.isEmpty()) {
-                if (warnings != nullptr) {
-                    *warnings << QStringLiteral("%1: not a vignette (%2 bytes)").arg(p.name).arg(p.size);
-                }
-                continue;
-            }
-            int image = 0;
-            int object = 0;
-            Vignette::parseName(p.name, &image, &object);
-            const QString base = QFileInfo(p.name).completeBaseName();
-            const QString pngName = base + QStringLiteral(".png");
-            if (!out.add(pngName, std::move(p.png), ParallelZipWriter::Content::Compressed)) {
+
+    QString table = columns().join(QLatin1Char('\t')) + QLatin1Char('\n') + types().join(QLatin1Char('\t')) +
+                    QLatin1Char('\n');
+    const std::vector<SequenceHandler::stDataRaw>& rows = sequence.Rows();
+    QString failure;
+    for (std::size_t i = 0; i < count; ++i) {
+        Prepared& p = items[i];
+        // Rather than sleep while the entry is prepared, this thread prepares the next ones.
+        while (!p.done.load(std::memory_order_acquire)) {
+            const std::size_t mine = next++;
+            if (mine >= count) {
+                p.done.wait(false, std::memory_order_acquire);
                 break;
             }
-            const Vignette::Measures& m = p.measures;
-            const double esd =
-                m.areaPixels > 0 ? 2.0 * std::sqrt(aa * std::pow(m.areaPixels, exp) / std::numbers::pi) : 0;
-            const auto& rows = sequence.Rows();
-            const bool known = image < static_cast<int>(rows.size());
-            const QDateTime when =
-                known ? ParticleSpectrum::parseImageTime(rows[static_cast<std::size_t>(image)].dateTime)
-                      : QDateTime();
-            const double depth = known ? rows[static_cast<std::size_t>(image)].pressure : NAN;
-            const QStringList cells{pngName,
-                                    QStringLiteral("0"),
-                                    base,
-                                    number(lat),
-                                    number(lon),
-                                    when.isValid() ? when.toString(QStringLiteral("yyyyMMdd")) : QString(),
-                                    when.isValid() ? when.toString(QStringLiteral("hhmmss")) : QString(),
-                                    number(depth),
-                                    number(depth),
-                                    QString::number(m.areaPixels),
-                                    number(esd),
-                                    number(m.meanGrey),
-                                    number(m.stdGrey),
-                                    number(m.majorAxis),
-                                    number(m.minorAxis),
-                                    number(m.perimeter),
-                                    sample,
-                                    field("cruise"),
-                                    field("stationid"),
-                                    seq,
-                                    field("pixelsize"),
-                                    field("aa"),
-                                    field("exp"),
-                                    field("volimage"),
-                                    QStringLiteral("KelvoApp"),
-                                    QString::fromLatin1(kKelvoVersionNumber),
-                                    processDate};
-            QStringList clean;
-            for (const QString& c : cells) {
-                clean << cell(c);
-            }
-            table << clean.join(QLatin1Char('\t'));
+            prepare(in, items[mine], threshold);
         }
-        current = std::move(following);
+        if (p.png.isEmpty()) {
+            if (warnings != nullptr) {
+                *warnings
+                    << QStringLiteral("%1: not a vignette (%2 bytes)").arg(p.entry->name).arg(p.entry->size);
+            }
+            continue;
+        }
+        const QString name = p.entry->name.mid(p.entry->name.lastIndexOf(QLatin1Char('/')) + 1);
+        const QString base = name.chopped(4);
+        const QString pngName = base + QStringLiteral(".png");
+        if (!write(pngName, p.png, p.crc)) {
+            failure =
+                QStringLiteral("Unable to add %1 to %2: %3").arg(pngName, temporary, device.errorString());
+            break;
+        }
+        p.png = QByteArray();
+        if (!p.picture.empty()) { // prepared before the threshold was known
+            p.measures = Vignette::measure(p.picture, threshold.load());
+            p.picture.release();
+        }
+        const Vignette::Measures& m = p.measures;
+        const double esd =
+            m.areaPixels > 0 ? 2.0 * std::sqrt(aa * std::pow(m.areaPixels, exp) / std::numbers::pi) : 0;
+        const auto row = std::lower_bound(images.begin(), images.end(), p.image) - images.begin();
+        const bool known = static_cast<std::size_t>(row) < rows.size();
+        const auto [date, time] = known ? date_and_time(rows[static_cast<std::size_t>(row)].dateTime)
+                                        : std::pair<QString, QString>();
+        const QString depth = known ? number(rows[static_cast<std::size_t>(row)].pressure) : QString();
+        table += cell(pngName) + QLatin1String("\t0\t") + cell(base) + QLatin1Char('\t') + position + date +
+                 QLatin1Char('\t') + time + QLatin1Char('\t') + depth + QLatin1Char('\t') + depth +
+                 QLatin1Char('\t') + QString::number(m.areaPixels) + QLatin1Char('\t') + number(esd) +
+                 QLatin1Char('\t') + number(m.meanGrey) + QLatin1Char('\t') + number(m.stdGrey) +
+                 QLatin1Char('\t') + number(m.majorAxis) + QLatin1Char('\t') + number(m.minorAxis) +
+                 QLatin1Char('\t') + number(m.perimeter) + rowEnd + QLatin1Char('\n');
     }
-    in.close();
-    if (!out.error().isEmpty()) {
-        out.abandon();
-        QFile::remove(temporary);
-        return out.error();
+    joinPool();
+    const QByteArray tableBytes = table.toUtf8();
+    const QString tableName = QStringLiteral("objects_%1.tsv").arg(sample);
+    if (failure.isEmpty() &&
+        !write(tableName, tableBytes,
+               libdeflate_crc32(0, tableBytes.constData(), static_cast<std::size_t>(tableBytes.size())))) {
+        failure =
+            QStringLiteral("Unable to add %1 to %2: %3").arg(tableName, temporary, device.errorString());
     }
-    out.add(QStringLiteral("objects_%1.tsv").arg(sample),
-            (table.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
+    out.close();
+    if (failure.isEmpty() && out.getZipError() != ZIP_OK) {
+        failure =
+            QStringLiteral("Unable to close the archive %1 (error %2)").arg(temporary).arg(out.getZipError());
+    }
+    if (failure.isEmpty() && (!device.flushToFile() || !file.flush() || ::fsync(file.handle()) != 0)) {
+        failure = QStringLiteral("Unable to write %1").arg(temporary);
+    }
+    device.close();
+    file.close();
     // rename() replaces the older archive in one step: there is always one whole archive.
-    if (!out.close(true) ||
+    if (failure.isEmpty() &&
         ::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(target).constData()) != 0) {
-        const QString why =
-            out.error().isEmpty() ? QStringLiteral("Unable to write %1").arg(target) : out.error();
+        failure = QStringLiteral("Unable to write %1").arg(target);
+    }
+    if (!failure.isEmpty()) {
         QFile::remove(temporary);
-        return why;
+        return failure;
     }
     return QString();
 }

@@ -4,7 +4,9 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 namespace Vignette {
 
@@ -38,27 +40,65 @@ bool parseName(const QString& path, int* image, int* object) {
 }
 
 Measures measure(const cv::Mat& image, int threshold) {
+    // One pass gathers the object's pixel count, grey sums and second moments; OpenCV then
+    // outlines the blobs for the perimeter. Thousands of vignettes are measured per sample:
+    // one pass costs less than a mask, a mean, moments and contours each reading every pixel.
     Measures m;
-    cv::Mat mask;
-    cv::threshold(image, mask, threshold, 255, cv::THRESH_BINARY);
-    m.areaPixels = cv::countNonZero(mask);
+    cv::Mat mask(image.size(), CV_8UC1);
+    double sum = 0;
+    double squares = 0;
+    double sx = 0;
+    double sy = 0;
+    double sxx = 0;
+    double syy = 0;
+    double sxy = 0;
+    for (int y = 0; y < image.rows; ++y) {
+        const uchar* row = image.ptr<uchar>(y);
+        uchar* out = mask.ptr<uchar>(y);
+        std::int64_t rowCount = 0;
+        std::int64_t rowSum = 0;
+        std::int64_t rowSquares = 0;
+        std::int64_t rowX = 0;
+        std::int64_t rowXX = 0;
+        for (int x = 0; x < image.cols; ++x) {
+            const int v = row[x];
+            const bool inside = v > threshold;
+            out[x] = inside ? 255 : 0;
+            if (inside) {
+                ++rowCount;
+                rowSum += v;
+                rowSquares += v * v;
+                rowX += x;
+                rowXX += static_cast<std::int64_t>(x) * x;
+            }
+        }
+        m.areaPixels += static_cast<int>(rowCount);
+        sum += static_cast<double>(rowSum);
+        squares += static_cast<double>(rowSquares);
+        sx += static_cast<double>(rowX);
+        sxx += static_cast<double>(rowXX);
+        sy += static_cast<double>(rowCount) * y;
+        syy += static_cast<double>(rowCount) * y * y;
+        sxy += static_cast<double>(rowX) * y;
+    }
     if (m.areaPixels == 0) {
         return m;
     }
-    cv::Scalar mean;
-    cv::Scalar stddev;
-    cv::meanStdDev(image, mean, stddev, mask);
-    m.meanGrey = mean[0];
-    m.stdGrey = stddev[0];
-    const cv::Moments mo = cv::moments(mask, true);
-    const double a = mo.mu20 / mo.m00;
-    const double c = mo.mu02 / mo.m00;
-    const double b = mo.mu11 / mo.m00;
+    const double n = m.areaPixels;
+    m.meanGrey = sum / n;
+    m.stdGrey = std::sqrt(std::max(0.0, squares / n - m.meanGrey * m.meanGrey));
+    // Central second moments per pixel, as cv::moments gives them (mu20 / m00, ...).
+    const double cx = sx / n;
+    const double cy = sy / n;
+    const double a = sxx / n - cx * cx;
+    const double c = syy / n - cy * cy;
+    const double b = sxy / n - cx * cy;
     const double root = std::sqrt(4 * b * b + (a - c) * (a - c));
     m.majorAxis = std::sqrt(std::max(0.0, 8 * (a + c + root)));
     m.minorAxis = std::sqrt(std::max(0.0, 8 * (a + c - root)));
     std::vector<std::vector<cv::Point>> contours;
-    cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+    // Straight runs of the outline kept as their two ends: the same length, fewer points.
+    cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
     double largest = -1;
     for (const auto& contour : contours) {
         const double area = cv::contourArea(contour);
