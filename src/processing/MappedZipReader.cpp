@@ -64,7 +64,7 @@ bool MappedZipReader::readDirectory() {
     std::uint64_t directory = le(m_map + end + 16, 4);
     if (end >= 20 && le(m_map + end - 20, 4) == kZip64Locator) {
         const std::uint64_t record = le(m_map + end - 20 + 8, 8);
-        if (record > m_size - 56 || le(m_map + record, 4) != kZip64End) {
+        if (m_size < 56 || record > m_size - 56 || le(m_map + record, 4) != kZip64End) {
             return false;
         }
         count = le(m_map + record + 32, 8);

@@ -95,6 +95,12 @@ TEST(SequenceHandler, DataFileLinesAreParsedIntoRows) {
     ASSERT_TRUE(s.ReadDataFile());
     EXPECT_EQ(rows_of(s), kRows);
     EXPECT_EQ(s.NanPressureCount(), 4);
+
+    // Some rows only: numbered as in the whole file, past the end left out.
+    ASSERT_TRUE(s.ReadDataFile(std::vector<int>{0, 4, 5, 10, 11, 40}));
+    EXPECT_EQ(rows_of(s), QStringList({kRows[0], kRows[4], kRows[5], kRows[10]}));
+    EXPECT_EQ(s.HwConfLine(), QByteArray("HW_CONF,000120LP,1,second"));
+    EXPECT_EQ(s.RowIndex("20200101-000000"), -1);
 }
 
 TEST(SequenceHandler, ShortLinesAndThePosition10Rule) {
