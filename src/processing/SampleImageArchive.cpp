@@ -26,6 +26,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <numbers>
 #include <thread>
@@ -199,9 +200,16 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
     // Decoding, measuring and PNG encoding run on every core at once, while this thread reads
     // the data rows, then writes each vignette into the archive in order as soon as it is ready.
     std::atomic<std::size_t> next{0};
-    std::atomic<int> threshold{-1}; // the hardware threshold, once the data file is read
+    std::atomic<std::size_t> written{0}; // vignettes this thread is done with
+    std::atomic<int> threshold{-1};      // the hardware threshold, once the data file is read
     const auto work = [&] {
         for (std::size_t i = next++; i < count; i = next++) {
+            // Prepared images wait in memory until written: a pool far ahead of the writing
+            // would hold a large sample's whole archive.
+            constexpr std::size_t kAhead = 1024;
+            for (std::size_t w = written.load(); i >= w + kAhead; w = written.load()) {
+                written.wait(w);
+            }
             prepare(in, items[i], threshold);
         }
     };
@@ -211,6 +219,8 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
     }
     const auto joinPool = [&] {
         next.store(count);
+        written.store(std::numeric_limits<std::size_t>::max() / 2);
+        written.notify_all();
         for (std::thread& t : pool) {
             t.join();
         }
@@ -296,6 +306,8 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
             }
             prepare(in, items[mine], threshold);
         }
+        written.store(i);
+        written.notify_all();
         if (p.png.isEmpty()) {
             if (warnings != nullptr) {
                 *warnings
