@@ -86,6 +86,8 @@ bool ParallelZipWriter::open(const QString& path) {
         return false;
     }
     m_stopping = false;
+    m_helping = m_adderPrepares;
+    m_starved = false;
     m_writebackFrom = 0;
     m_openedAt = QDateTime::currentDateTime();
     m_entryInfo = std::make_unique<QuaZipNewInfo>(QString());
@@ -119,34 +121,49 @@ void ParallelZipWriter::workerLoop() {
             m_todo.pop_front();
         }
         prepare(*job);
-        {
-            std::lock_guard<std::mutex> hold(m_mutex);
-            job->done = true;
-        }
-        m_jobDone.notify_all();
     }
 }
 
 void ParallelZipWriter::prepare(Job& job) {
-    QByteArray entry;
-    if (job.content == Content::RawFrame) {
-        entry = RawFrame::toPng(job.input.constData(), static_cast<std::size_t>(job.input.size()));
-        job.input = QByteArray(); // the frame is no longer needed: free it before deflating
-        if (entry.isEmpty()) {
+    // A job may be prepared by two threads at once (see writeReady): each works on its own
+    // share of the input, and the first to finish publishes its result.
+    QByteArray input;
+    {
+        std::lock_guard<std::mutex> hold(m_mutex);
+        if (job.done) {
             return;
         }
+        input = job.input;
+    }
+    QByteArray entry;
+    if (job.content == Content::RawFrame) {
+        entry = RawFrame::toPng(input.constData(), static_cast<std::size_t>(input.size()));
+        input = QByteArray(); // this share of the frame is no longer needed: free it before deflating
     } else {
-        entry = std::move(job.input);
+        entry = std::move(input);
+    }
+    const std::int64_t entryBytes = entry.size();
+    bool ok = job.content != Content::RawFrame || !entry.isEmpty();
+    const quint32 crc = ok ? crc32Of(entry) : 0;
+    QByteArray deflated;
+    if (ok && job.content == Content::Compressed) {
+        deflated = std::move(entry); // deflate would only spend time on it
+    } else if (ok) {
+        ok = deflateRaw(entry, deflated);
+    }
+    {
+        std::lock_guard<std::mutex> hold(m_mutex);
+        if (job.done) {
+            return;
+        }
         job.input = QByteArray();
+        job.entryBytes = ok ? entryBytes : 0;
+        job.crc = crc;
+        job.deflated = std::move(deflated);
+        job.ok = ok;
+        job.done = true;
     }
-    job.entryBytes = entry.size();
-    job.crc = crc32Of(entry);
-    if (job.content == Content::Compressed) {
-        job.deflated = std::move(entry); // deflate would only spend time on it
-        job.ok = true;
-        return;
-    }
-    job.ok = deflateRaw(entry, job.deflated);
+    m_jobDone.notify_all();
 }
 
 bool ParallelZipWriter::add(const QString& name, QByteArray data, Content content, int tag,
@@ -168,6 +185,21 @@ bool ParallelZipWriter::add(const QString& name, QByteArray data, Content conten
         m_todo.push_back(job);
     }
     m_workReady.notify_one();
+    if (m_starved) {
+        // The pool has been kept off the processor: one entry prepared here for each one added
+        // keeps the backlog from growing.
+        std::shared_ptr<Job> waiting;
+        {
+            std::lock_guard<std::mutex> hold(m_mutex);
+            if (!m_todo.empty()) {
+                waiting = m_todo.front();
+                m_todo.pop_front();
+            }
+        }
+        if (waiting) {
+            prepare(*waiting);
+        }
+    }
     writeReady(false);
     // Room for the next entry: the oldest ones are waited for while too much is held.
     while (m_error.isEmpty()) {
@@ -194,18 +226,29 @@ void ParallelZipWriter::writeReady(bool wait) {
             }
             // Rather than sleep until a pool thread gets round to the head of the order, the
             // adding thread prepares waiting entries itself: on a loaded machine each hand-off
-            // to a sleeping thread costs a scheduler time slice.
-            while (wait && m_adderPrepares && !m_order.front()->done && !m_todo.empty()) {
-                std::shared_ptr<Job> job = m_todo.front();
-                m_todo.pop_front();
-                hold.unlock();
-                prepare(*job);
-                hold.lock();
-                job->done = true;
+            // to a sleeping thread costs a scheduler time slice. One that must not (see
+            // setAdderPrepares) still does once it has waited a while, and then prepares the
+            // head itself even if a pool thread has it: the pool runs at the lowest priority, so
+            // another program keeping every core busy would otherwise stop the archive, and the
+            // download with it.
+            while (wait && !m_order.front()->done) {
+                std::shared_ptr<Job> job;
+                if (m_helping && !m_todo.empty()) {
+                    job = m_todo.front();
+                    m_todo.pop_front();
+                } else if (!m_jobDone.wait_for(hold, kStarvedWait,
+                                               [this] { return m_order.front()->done; })) {
+                    m_helping = true;
+                    m_starved = true;
+                    job = m_order.front();
+                }
+                if (job) {
+                    hold.unlock();
+                    prepare(*job);
+                    hold.lock();
+                }
             }
-            if (wait) {
-                m_jobDone.wait(hold, [this] { return m_order.front()->done; });
-            } else if (!m_order.front()->done) {
+            if (!wait && !m_order.front()->done) {
                 return;
             }
             head = m_order.front();
@@ -325,6 +368,7 @@ bool ParallelZipWriter::close(bool durable) {
     if (!m_zip) {
         return false;
     }
+    m_helping = true; // nothing else to do now
     while (m_error.isEmpty()) {
         {
             std::lock_guard<std::mutex> hold(m_mutex);

@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QString>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -48,6 +49,8 @@ public:
     // receiver of a download has the processor never stall it (the pending limit still bounds
     // the memory they hold).
     static constexpr int kEntriesPerThread = 512;
+    // How long an adding thread that does not prepare entries waits before it does anyway.
+    static constexpr std::chrono::milliseconds kStarvedWait{50};
 
     // `threads` 0: one per processor.
     explicit ParallelZipWriter(int threads = 0, std::int64_t maxPendingBytes = kDefaultPendingBytes);
@@ -111,7 +114,9 @@ private:
     std::unique_ptr<WriteBehindFile> m_device; // in front of m_file, see WriteBehindFile
     std::unique_ptr<QuaZip> m_zip;
     bool m_adderPrepares = true;
-    QDateTime m_openedAt; // the entries' time unless add() is given one
+    bool m_helping = true;  // the adding thread prepares entries while it waits
+    bool m_starved = false; // the pool was seen kept off the processor
+    QDateTime m_openedAt;   // the entries' time unless add() is given one
     std::unique_ptr<QuaZipNewInfo> m_entryInfo;
     WrittenCallback m_onWritten;
     int m_entriesWritten = 0;
