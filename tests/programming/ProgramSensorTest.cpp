@@ -5,7 +5,6 @@
 #include "programming/ParamMgt.h"
 #include "programming/PresetProgram.h"
 #include "sim/Kelvo6Simulator.h"
-#include "sim/SimParamSchema.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
@@ -66,10 +65,6 @@ protected:
     QString project;
 };
 
-QString field(const QStringList& fields, const char* name) {
-    return fields.value(SimParamSchema::indexOf(SimParamSchema::acquisition(), name));
-}
-
 } // namespace
 
 TEST_F(ProgramSensorTest, EveryPresetSendsItsSetsSlotBySlot) {
@@ -124,7 +119,6 @@ TEST_F(ProgramSensorTest, CtdSlotCarriesThePageValuesOnTheWire) {
         "$ACQCONFset:0,ACQ_CTD,3,10.000000,10,1,12,40,0,0,100,2,1000,1.000000,0,10,"
         "1,2500,0,40,UNDEFINED;"))
         << sim->receivedLines().join('\n').toStdString();
-    EXPECT_EQ(field(sim->slotFields(0), "Pressure_for_auto_start"), "12");
 }
 
 TEST_F(ProgramSensorTest, ReadBackCatchesAValueTheInstrumentChanged) {
@@ -137,25 +131,22 @@ TEST_F(ProgramSensorTest, ReadBackCatchesAValueTheInstrumentChanged) {
     EXPECT_TRUE(r.errorBoxText().endsWith("device is in invalid state"));
 }
 
-TEST_F(ProgramSensorTest, ErrorAnswerInTheMiddleOfTheSlotsStopsAtOnce) {
+TEST_F(ProgramSensorTest, ErrorAnswerOrSilenceStopsAtOnce) {
+    // An error answer in the middle of the slots: nothing more is sent.
     buildPreset("als");
     sim->setGarbleNextAnswers(1, "$ACQCONFset:3,");
     sim->clearReceived();
-    const ProgramResult r = mgt.programSensor(cam.get());
+    ProgramResult r = mgt.programSensor(cam.get());
     EXPECT_FALSE(r.ok);
-    EXPECT_EQ(r.error, "Invalid answer : $ok not found");
     EXPECT_EQ(
         r.errorBoxText(),
         "Error during programmation : \nInvalid answer : $ok not found \n \ndevice is in invalid state");
     const QStringList lines = sim->receivedLines();
     ASSERT_FALSE(lines.isEmpty());
     EXPECT_TRUE(lines.last().startsWith("$ACQCONFset:3,")) << lines.last().toStdString();
-}
 
-TEST_F(ProgramSensorTest, SilentInstrumentIsAnError) {
-    buildPreset("auto");
     sim->setSilentCommands(1, "$HWCONFset");
-    const ProgramResult r = mgt.programSensor(cam.get());
+    r = mgt.programSensor(cam.get());
     EXPECT_FALSE(r.ok);
     EXPECT_EQ(r.error, "Invalid answer : ok not found");
 }
@@ -181,10 +172,4 @@ TEST_F(ProgramSensorTest, TimetableIsProgrammedAndReadBack) {
     ASSERT_TRUE(r.ok) << r.error.toStdString();
     ASSERT_EQ(sim->timetable().size(), 2);
     EXPECT_TRUE(sim->timetable()[1].contains("ACQ_TIME_NIGHT"));
-}
-
-TEST_F(ProgramSensorTest, ConnectionComparisonSeesTheDifferenceAndSaveResolvesIt) {
-    EXPECT_EQ(mgt.compareWithProject(), "HW_CONF : Missing\n");
-    ASSERT_TRUE(mgt.saveToProject());
-    EXPECT_EQ(mgt.compareWithProject(), "");
 }

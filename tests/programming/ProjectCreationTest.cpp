@@ -31,26 +31,14 @@ TEST(ProjectCreation, DateRules) {
     }
 }
 
-TEST(ProjectCreation, FolderNameAndChecks) {
-    Metadata m{{"acron", "My Cruise"}, {"year", "2021"}, {"sn", "000120LP"}};
-    EXPECT_EQ(folderName(m), "kelvo6_sn000120lp_2021_my_cruise");
-    EXPECT_EQ(checkRequired(Metadata{{"acron", "a"}, {"year", "2021"}}).text,
-              "Fields Cruise, Year and SN are required");
-    EXPECT_FALSE(checkRequired(m).refused());
-
+// The folder name, the required fields, the people and an existing folder are checked through
+// `kelvo project create`; the parent folder cannot be left out or missing there.
+TEST(ProjectCreation, ParentFolderChecks) {
+    const Metadata m{{"acron", "My Cruise"}, {"year", "2021"}, {"sn", "000120LP"}};
     const QString parent = kelvotest::make_temp_dir(QStringLiteral("pc"));
     EXPECT_EQ(checkFolder("", m).text, "Parent folder must be defined");
     EXPECT_EQ(checkFolder(parent + "/absent", m).text, "Parent folder must exists prior creation");
     EXPECT_FALSE(checkFolder(parent, m).refused());
-    QDir().mkpath(parent + "/kelvo6_sn000120lp_2021_my_cruise");
-    EXPECT_EQ(checkFolder(parent, m).text, "Folder must NOT exists prior creation");
-    EXPECT_EQ(checkFolder(parent, m).title, "Project creation folder");
-
-    EXPECT_TRUE(missingPeople(m));
-    m.insert("op_name", "o");
-    m.insert("cs_name", "c");
-    m.insert("do_name", "d");
-    EXPECT_FALSE(missingPeople(m));
 }
 
 TEST(ProjectCreation, CreatesTheTreeTheTemplateAndTheMetadata) {
