@@ -34,12 +34,16 @@ protected:
         sim->stop();
     }
 
-    // The preset's set, as its page builds it with the template values.
-    void buildPreset(const char* key) {
+    // The preset's set, as its page builds it with the template values and the given ones.
+    void buildPreset(const char* key,
+                     std::initializer_list<std::pair<const char*, const char*>> values = {}) {
         PresetProgram p(*preset_mode(key), kelvotest::source_dir() + "/templates", project);
         QString error;
         ASSERT_TRUE(p.load(&error)) << error.toStdString();
         p.fillValues(&mgt.working());
+        for (const auto& [field, value] : values) {
+            p.setValue(field, value);
+        }
         ASSERT_EQ(p.build(mgt.working(), "op@example.org"), "");
     }
 
@@ -105,14 +109,10 @@ TEST_F(ProgramSensorTest, EveryPresetSendsItsSetsSlotBySlot) {
 }
 
 TEST_F(ProgramSensorTest, CtdSlotCarriesThePageValuesOnTheWire) {
-    PresetProgram p(*preset_mode("ctd"), kelvotest::source_dir() + "/templates", project);
-    ASSERT_TRUE(p.load());
-    p.fillValues(&mgt.working());
-    p.setValue("edPressureAutoStart", "12");
-    p.setValue("edPressureAutoStop", "40");
-    p.setValue("edGain", "2500");
-    p.setValue("edPressureOfs", "-0.25");
-    ASSERT_EQ(p.build(mgt.working(), "op@example.org"), "");
+    buildPreset("ctd", {{"edPressureAutoStart", "12"},
+                        {"edPressureAutoStop", "40"},
+                        {"edGain", "2500"},
+                        {"edPressureOfs", "-0.25"}});
     sim->clearReceived();
     ASSERT_TRUE(mgt.programSensor(cam.get()).ok);
     EXPECT_TRUE(sim->receivedLines().contains(
