@@ -106,7 +106,6 @@ TEST_F(ProgramCommandsTest, ProjectCreateWithAndWithoutInstrument) {
     EXPECT_EQ(r.out, (path + "\n").toUtf8());
     EXPECT_EQ(r.err, "");
     EXPECT_TRUE(QFileInfo::exists(path + "/config/HW__K6LP-0001.txt"));
-    EXPECT_TRUE(QFileInfo::exists(path + "/config/compute_vignette.txt"));
     EXPECT_EQ(ProjectCreation::readCruiseInfo(path).value("acron"), "My Cruise");
 
     const struct {

@@ -31,26 +31,21 @@ TEST(ProjectCreation, DateRules) {
     }
 }
 
-TEST(ProjectCreation, FolderNameAndChecks) {
-    Metadata m{{"acron", "My Cruise"}, {"year", "2021"}, {"sn", "000120LP"}};
-    EXPECT_EQ(folderName(m), "kelvo6_sn000120lp_2021_my_cruise");
-    EXPECT_EQ(checkRequired(Metadata{{"acron", "a"}, {"year", "2021"}}).text,
-              "Fields Cruise, Year and SN are required");
-    EXPECT_FALSE(checkRequired(m).refused());
-
+// The folder name, the required fields, the people and an existing folder are checked through
+// `kelvo project create`; the parent folder cannot be left out or missing there, and a file where
+// the project's folder goes is told.
+TEST(ProjectCreation, ParentFolderChecksAndUncreatableFolder) {
+    const Metadata m{{"acron", "x"}, {"year", "2020"}, {"sn", "1"}};
     const QString parent = kelvotest::make_temp_dir(QStringLiteral("pc"));
     EXPECT_EQ(checkFolder("", m).text, "Parent folder must be defined");
     EXPECT_EQ(checkFolder(parent + "/absent", m).text, "Parent folder must exists prior creation");
     EXPECT_FALSE(checkFolder(parent, m).refused());
-    QDir().mkpath(parent + "/kelvo6_sn000120lp_2021_my_cruise");
-    EXPECT_EQ(checkFolder(parent, m).text, "Folder must NOT exists prior creation");
-    EXPECT_EQ(checkFolder(parent, m).title, "Project creation folder");
 
-    EXPECT_TRUE(missingPeople(m));
-    m.insert("op_name", "o");
-    m.insert("cs_name", "c");
-    m.insert("do_name", "d");
-    EXPECT_FALSE(missingPeople(m));
+    kelvotest::write_file(parent + "/kelvo6_sn1_2020_x", "a file where the folder goes");
+    Refusal r;
+    EXPECT_EQ(createFolders(parent, m, &r), "");
+    EXPECT_EQ(r.title, "Folder creation error");
+    EXPECT_EQ(r.text, "Unable to create folder " + parent + "/kelvo6_sn1_2020_x");
 }
 
 TEST(ProjectCreation, CreatesTheTreeTheTemplateAndTheMetadata) {
@@ -82,13 +77,4 @@ TEST(ProjectCreation, CreatesTheTreeTheTemplateAndTheMetadata) {
     QSettings s(path + "/config/cruise_info.txt", QSettings::IniFormat);
     EXPECT_EQ(s.value("kept").toString(), "yes");
     EXPECT_EQ(QDir(path + "/config").entryList(QDir::Files).size(), 2); // no temporary left over
-}
-
-TEST(ProjectCreation, UncreatableFolderIsRefused) {
-    const QString parent = kelvotest::make_temp_dir(QStringLiteral("pc"));
-    kelvotest::write_file(parent + "/kelvo6_sn1_2020_x", "a file where the folder goes");
-    Refusal r;
-    EXPECT_EQ(createFolders(parent, Metadata{{"acron", "x"}, {"year", "2020"}, {"sn", "1"}}, &r), "");
-    EXPECT_EQ(r.title, "Folder creation error");
-    EXPECT_EQ(r.text, "Unable to create folder " + parent + "/kelvo6_sn1_2020_x");
 }

@@ -8,6 +8,7 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
+#include <QMap>
 #include <QStringList>
 
 #include <cmath>
@@ -107,6 +108,16 @@ inline std::vector<SeqRow> profile(int n, double maxDepth, double litDepth, int 
         rows.push_back({p, black ? '0' : '1', black ? (p < litDepth ? lit : 1 + i % 3) : 7});
     }
     return rows;
+}
+
+// The fields a user fills in for a valid new sample `cruise1_st01` of a project named Cruise1.
+inline const QMap<QString, QString>& valid_sample_fields() {
+    static const QMap<QString, QString> v{{"profileid", "cruise1_st01"}, {"cruise", "Cruise1"},
+                                          {"bottomdepth", "320"},        {"latitude", "43°41 10"},
+                                          {"longitude", "-7.3167"},      {"winddir", "270"},
+                                          {"windspeed", "12"},           {"seastate", "3"},
+                                          {"nebuloussness", "4"},        {"sampletype", "P"}};
+    return v;
 }
 
 } // namespace kelvotest

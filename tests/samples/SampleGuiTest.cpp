@@ -76,13 +76,14 @@ TEST(DlgCreateSample, ValidationRangeLinesDetectionAndStore) {
     EXPECT_FALSE(refused.OpenForSequence("S2"));
     ASSERT_EQ(dialogs.seen.size(), 1u);
     EXPECT_EQ(dialogs.seen[0].title, "Save_images mode not allowed");
+    EXPECT_EQ(dialogs.seen[0].text, "This sequence use Save_images mode 3 (full : no process), it's not "
+                                    "allowed to create sample from this kind of sequence.");
 
     DlgCreateSample dlg(&f.project);
     ASSERT_TRUE(dlg.OpenForSequence("S1"));
     dlg.resize(1200, 800);
     dlg.show();
     EXPECT_EQ(dlg.GET("profileid"), "Cruise1_");
-    EXPECT_EQ(dlg.GET("aa"), "0.0053801");
     EXPECT_EQ(dlg.GET("nosuch"), "");
     dlg.SET("nosuch", "x");
     EXPECT_TRUE(log.saw("DlgCreateSample|1|GET invalid FieldName nosuch"));
@@ -134,16 +135,10 @@ TEST(DlgCreateSample, ValidationRangeLinesDetectionAndStore) {
     EXPECT_EQ(f.project.SampleHeader().RowCount(), 0);
     EXPECT_TRUE(dlg.isVisible());
 
-    for (const auto& [field, value] : std::vector<std::pair<QString, QString>>{{"profileid", "cruise1_st01"},
-                                                                               {"cruise", "Cruise1"},
-                                                                               {"bottomdepth", "320"},
-                                                                               {"latitude", "43°41 10"},
-                                                                               {"longitude", "7.3"},
-                                                                               {"winddir", "270"},
-                                                                               {"windspeed", "12"},
-                                                                               {"seastate", "3"},
-                                                                               {"nebuloussness", "4"}}) {
-        edit(dlg, field, value);
+    for (auto it = valid_sample_fields().begin(); it != valid_sample_fields().end(); ++it) {
+        if (it.key() != "sampletype") { // a radio button, checked above
+            edit(dlg, it.key(), it.value());
+        }
     }
     click(dlg, "btSave");
     EXPECT_EQ(dlg.Messages()->text(), "");
@@ -176,17 +171,8 @@ TEST(DlgCreateSample, EditProcessedSampleAndDelete) {
     SampleForm form;
     form.OpenSequence(f.path, "S1");
     form.Prefill(f.project);
-    for (const auto& [k, v] : std::vector<std::pair<QString, QString>>{{"profileid", "cruise1_st01"},
-                                                                       {"cruise", "c"},
-                                                                       {"bottomdepth", "1"},
-                                                                       {"latitude", "1.5"},
-                                                                       {"longitude", "2.5"},
-                                                                       {"winddir", "1"},
-                                                                       {"windspeed", "1"},
-                                                                       {"seastate", "1"},
-                                                                       {"nebuloussness", "1"},
-                                                                       {"sampletype", "P"}}) {
-        form.Set(k, v);
+    for (auto it = valid_sample_fields().begin(); it != valid_sample_fields().end(); ++it) {
+        form.Set(it.key(), it.value());
     }
     form.SetRange(10, 120);
     ASSERT_TRUE(form.Store(f.project));
