@@ -64,7 +64,6 @@ quint32 ParallelZipWriter::crc32Of(const QByteArray& bytes) {
 bool ParallelZipWriter::open(const QString& path) {
     abandon();
     m_error.clear();
-    m_entriesWritten = 0;
     m_file = std::make_unique<QFile>(path);
     if (!m_file->open(QIODevice::ReadWrite | QIODevice::Truncate)) {
         m_error = QStringLiteral("Unable to create %1: %2").arg(path, m_file->errorString());
@@ -168,9 +167,6 @@ void ParallelZipWriter::prepare(Job& job) {
 
 bool ParallelZipWriter::add(const QString& name, QByteArray data, Content content, int tag,
                             const QDateTime& modified) {
-    if (!m_zip || !m_error.isEmpty()) {
-        return false;
-    }
     auto job = std::make_shared<Job>();
     job->name = name;
     job->sourceBytes = data.size();
@@ -178,11 +174,34 @@ bool ParallelZipWriter::add(const QString& name, QByteArray data, Content conten
     job->content = content;
     job->tag = tag;
     job->modified = modified.isValid() ? modified : m_openedAt;
+    return queue(job);
+}
+
+bool ParallelZipWriter::addStored(const QString& name, QByteArray bytes, quint32 crc) {
+    auto job = std::make_shared<Job>();
+    job->name = name;
+    job->sourceBytes = bytes.size();
+    job->entryBytes = bytes.size();
+    job->deflated = std::move(bytes);
+    job->crc = crc;
+    job->content = Content::Compressed;
+    job->modified = m_openedAt;
+    job->ok = true;
+    job->done = true;
+    return queue(job);
+}
+
+bool ParallelZipWriter::queue(const std::shared_ptr<Job>& job) {
+    if (!m_zip || !m_error.isEmpty()) {
+        return false;
+    }
     {
         std::lock_guard<std::mutex> hold(m_mutex);
         m_pendingBytes += job->sourceBytes;
         m_order.push_back(job);
-        m_todo.push_back(job);
+        if (!job->done) {
+            m_todo.push_back(job);
+        }
     }
     m_workReady.notify_one();
     if (m_starved) {
@@ -295,7 +314,6 @@ bool ParallelZipWriter::writeEntry(Job& job) {
         return false;
     }
     job.deflated = QByteArray();
-    ++m_entriesWritten;
     startWriteback();
     if (m_onWritten) {
         m_onWritten(Written{job.name, job.sourceBytes, job.entryBytes, job.tag});
@@ -321,10 +339,6 @@ void ParallelZipWriter::fail(const QString& text) {
     if (m_error.isEmpty()) {
         m_error = text;
     }
-}
-
-std::int64_t ParallelZipWriter::bytesWritten() const {
-    return m_device ? m_device->size() : 0;
 }
 
 void ParallelZipWriter::stopWorkers() {

@@ -63,6 +63,8 @@ public:
     // Queues one entry; may write earlier ones and wait for room. False once writing failed.
     bool add(const QString& name, QByteArray data, Content content = Content::Bytes, int tag = 0,
              const QDateTime& modified = QDateTime());
+    // Queues an entry already prepared elsewhere, stored as it is (a PNG image) with its CRC-32.
+    bool addStored(const QString& name, QByteArray bytes, quint32 crc);
     // Writes every queued entry and closes the archive; with `durable`, the file reaches the
     // disk (fsync) before this returns. False when anything failed (see error()).
     bool close(bool durable);
@@ -76,9 +78,6 @@ public:
     void setAdderPrepares(bool prepares) { m_adderPrepares = prepares; }
     // Called on the adding thread for each entry once it is in the file.
     void setOnWritten(WrittenCallback callback) { m_onWritten = std::move(callback); }
-    int entriesWritten() const { return m_entriesWritten; }
-    std::int64_t bytesWritten() const;
-    bool isOpen() const { return m_zip != nullptr; }
     QString error() const { return m_error; }
 
     // Raw deflate of `input` at the default level (6), as the archive stores it; false on failure.
@@ -88,6 +87,7 @@ public:
 
 private:
     struct Job;
+    bool queue(const std::shared_ptr<Job>& job);
     void workerLoop();
     void prepare(Job& job);
     // Writes the finished jobs at the head of the order; with `wait`, waits for each in turn.
@@ -119,7 +119,6 @@ private:
     QDateTime m_openedAt;   // the entries' time unless add() is given one
     std::unique_ptr<QuaZipNewInfo> m_entryInfo;
     WrittenCallback m_onWritten;
-    int m_entriesWritten = 0;
     std::int64_t m_writebackFrom = 0; // start of the bytes not yet handed to the disk
     QString m_error;
 };

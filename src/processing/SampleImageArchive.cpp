@@ -5,7 +5,6 @@
 #include "OdvExport.h"
 #include "ParallelZipWriter.h"
 #include "Vignette.h"
-#include "WriteBehindFile.h"
 #include "project/Project.h"
 #include "project/SampleForm.h"
 #include "project/SequenceHandler.h"
@@ -15,13 +14,10 @@
 #include <QFileInfo>
 
 #include <opencv2/imgcodecs.hpp>
-#include <quazip/quazip.h>
-#include <quazip/quazipfile.h>
 
 #include <QThread>
 
-#include <libdeflate.h>
-#include <unistd.h>
+#include <cstdio>
 
 #include <algorithm>
 #include <atomic>
@@ -74,11 +70,6 @@ QString cell(const QString& text) {
     QString t = text;
     t.replace(QLatin1Char('\t'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
     return t.remove(QLatin1Char('\r'));
-}
-
-// The image index and object number of a vignette entry "<folder>/<seq>_<image>_<object>.vig".
-bool parse_entry_name(const QString& name, int* image, int* object) {
-    return Vignette::parseName(name.mid(name.lastIndexOf(QLatin1Char('/')) + 1), image, object);
 }
 
 // One vignette of the sample, prepared on a pool thread.
@@ -187,7 +178,7 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
     for (const MappedZipReader::Entry& entry : in.entries()) {
         int image = 0;
         int object = 0;
-        if (parse_entry_name(entry.name, &image, &object) && image >= first && image <= last) {
+        if (Vignette::parseName(entry.name, &image, &object) && image >= first && image <= last) {
             items[count].entry = &entry;
             items[count].image = image;
             images.push_back(image);
@@ -262,39 +253,16 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
     QDir().mkpath(folder);
     const QString target = folder + QStringLiteral("/%1_Images.zip").arg(sample);
     const QString temporary = folder + QStringLiteral("/.%1_Images.zip.partial").arg(sample);
-    QFile file(temporary);
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate)) {
+    // The images are prepared by this function's own pool: the writer's pool only deflates the table.
+    ParallelZipWriter out(1);
+    if (!out.open(temporary)) {
         joinPool();
-        return QStringLiteral("Unable to create %1: %2").arg(temporary, file.errorString());
+        return out.error();
     }
-    WriteBehindFile device(&file);
-    device.open(QIODevice::WriteOnly);
-    QuaZip out(&device);
-    out.setZip64Enabled(true);
-    out.setUtf8Enabled(true);
-    out.setAutoClose(false);
-    if (!out.open(QuaZip::mdCreate)) {
-        joinPool();
-        file.remove();
-        return QStringLiteral("Unable to create the archive %1 (error %2)")
-            .arg(temporary)
-            .arg(out.getZipError());
-    }
-    // Every entry gets the same time: making it afresh reads the time zone each time.
-    QuaZipNewInfo info{QString()};
-    info.externalAttr = 0644u << 16;
-    const auto write = [&](const QString& name, const QByteArray& bytes, quint32 crc) {
-        info.name = name;
-        info.uncompressedSize = static_cast<ulong>(bytes.size());
-        QuaZipFile entry(&out);
-        return entry.open(QIODevice::WriteOnly, info, nullptr, crc, 0, 0, true) &&
-               entry.write(bytes) == bytes.size() && (entry.close(), entry.getZipError() == ZIP_OK);
-    };
 
     QString table = columns().join(QLatin1Char('\t')) + QLatin1Char('\n') + types().join(QLatin1Char('\t')) +
                     QLatin1Char('\n');
     const std::vector<SequenceHandler::stDataRaw>& rows = sequence.Rows();
-    QString failure;
     for (std::size_t i = 0; i < count; ++i) {
         Prepared& p = items[i];
         // Rather than sleep while the entry is prepared, this thread prepares the next ones.
@@ -318,12 +286,9 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
         const QString name = p.entry->name.mid(p.entry->name.lastIndexOf(QLatin1Char('/')) + 1);
         const QString base = name.chopped(4);
         const QString pngName = base + QStringLiteral(".png");
-        if (!write(pngName, p.png, p.crc)) {
-            failure =
-                QStringLiteral("Unable to add %1 to %2: %3").arg(pngName, temporary, device.errorString());
+        if (!out.addStored(pngName, std::move(p.png), p.crc)) {
             break;
         }
-        p.png = QByteArray();
         if (!p.picture.empty()) { // prepared before the threshold was known
             p.measures = Vignette::measure(p.picture, threshold.load());
             p.picture.release();
@@ -344,32 +309,19 @@ QString build(const Project& project, const QString& sample, QStringList* warnin
                  QLatin1Char('\t') + number(m.perimeter) + rowEnd + QLatin1Char('\n');
     }
     joinPool();
-    const QByteArray tableBytes = table.toUtf8();
-    const QString tableName = QStringLiteral("objects_%1.tsv").arg(sample);
-    if (failure.isEmpty() &&
-        !write(tableName, tableBytes,
-               libdeflate_crc32(0, tableBytes.constData(), static_cast<std::size_t>(tableBytes.size())))) {
-        failure =
-            QStringLiteral("Unable to add %1 to %2: %3").arg(tableName, temporary, device.errorString());
-    }
-    out.close();
-    if (failure.isEmpty() && out.getZipError() != ZIP_OK) {
-        failure =
-            QStringLiteral("Unable to close the archive %1 (error %2)").arg(temporary).arg(out.getZipError());
-    }
-    if (failure.isEmpty() && (!device.flushToFile() || !file.flush() || ::fsync(file.handle()) != 0)) {
-        failure = QStringLiteral("Unable to write %1").arg(temporary);
-    }
-    device.close();
-    file.close();
-    // rename() replaces the older archive in one step: there is always one whole archive.
-    if (failure.isEmpty() &&
-        ::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(target).constData()) != 0) {
-        failure = QStringLiteral("Unable to write %1").arg(target);
-    }
-    if (!failure.isEmpty()) {
+    if (!out.error().isEmpty()) {
+        out.abandon();
         QFile::remove(temporary);
-        return failure;
+        return out.error();
+    }
+    out.add(QStringLiteral("objects_%1.tsv").arg(sample), table.toUtf8());
+    // rename() replaces the older archive in one step: there is always one whole archive.
+    if (!out.close(true) ||
+        ::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(target).constData()) != 0) {
+        const QString why =
+            out.error().isEmpty() ? QStringLiteral("Unable to write %1").arg(target) : out.error();
+        QFile::remove(temporary);
+        return why;
     }
     return QString();
 }
