@@ -1,6 +1,6 @@
 #include "Vignette.h"
 
-#include <QFileInfo>
+#include <QStringList>
 
 #include <opencv2/imgproc.hpp>
 
@@ -24,7 +24,9 @@ cv::Mat decode(const QByteArray& bytes) {
 }
 
 bool parseName(const QString& path, int* image, int* object) {
-    const QString name = QFileInfo(path).fileName();
+    // The last part of the path, without the file system's help: thousands of names are read per
+    // sample.
+    const QString name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
     if (!name.endsWith(QLatin1String(".vig"))) {
         return false;
     }
