@@ -16,7 +16,6 @@
 #include <QFileInfo>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
