@@ -24,8 +24,8 @@ struct QuaZipNewInfo;
 // reading, converting and compressing overlap and the archive is the same whatever the timing.
 //
 // Memory stays bounded: add() waits while the entries added and not yet written hold more than
-// the pending limit. Entries are deflated (method 8, default level 6) and the archive is in zip64 form, so
-// that it may grow past 4 GiB.
+// the pending limit. Entries are deflated (method 8, default level 6) and the archive is in
+// zip64 form, so that it may grow past 4 GiB.
 //
 // Not thread-safe itself: one thread adds, closes or abandons.
 class ParallelZipWriter {
@@ -74,7 +74,8 @@ public:
 
     // Whether the adding thread, when it has to wait for room, prepares waiting entries itself
     // (the default). A thread with work of its own, such as receiving the next file, had better
-    // only wait: the pool then does all the preparing.
+    // only wait: the pool then does all the preparing (unless it is kept off the processor, see
+    // kStarvedWait). Set before open().
     void setAdderPrepares(bool prepares) { m_adderPrepares = prepares; }
     // Called on the adding thread for each entry once it is in the file.
     void setOnWritten(WrittenCallback callback) { m_onWritten = std::move(callback); }
