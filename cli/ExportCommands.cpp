@@ -91,15 +91,15 @@ int export_command(const QStringList& args) {
         const QString error = OdvExport::exportAll(project, &warnings);
         for (const QString& name : SampleSpectrumSource::sampleNames(project)) {
             if (!error.contains(name)) {
-                out(results + name + QStringLiteral("_odv.txt\n"));
+                out(OdvExport::filePath(project, name) + QLatin1Char('\n'));
             }
         }
-        report(results + project.Acronym() + QStringLiteral("_odv.txt"), error, warnings);
+        report(OdvExport::filePath(project, project.Acronym()), error, warnings);
     } else {
         for (const QString& name : positional.mid(1)) {
             QStringList warnings;
             const QString error = OdvExport::exportSample(project, name, &warnings);
-            report(results + name + QStringLiteral("_odv.txt"), error, warnings);
+            report(OdvExport::filePath(project, name), error, warnings);
         }
     }
     return failed > 0 ? 1 : 0;

@@ -123,12 +123,18 @@ bool parse(const QStringList& args, Options& o, QString& error) {
     return true;
 }
 
-bool open_project(Project& project, const QString& path) {
-    if (!project.Load(path)) {
-        err(project.LastError() + QLatin1Char('\n'));
-        return false;
+// Opens the project of a verb whose arguments `fit`: 2 (after the usage) when they do not, 1 when
+// the project does not open, 0 when it is open.
+int open_checked(bool fit, const Options& o, Project& project) {
+    if (!fit) {
+        err(QString::fromLatin1(kUsage));
+        return 2;
     }
-    return true;
+    if (!project.Load(o.positional[0])) {
+        err(project.LastError() + QLatin1Char('\n'));
+        return 1;
+    }
+    return 0;
 }
 
 void print_box(const QString& title, const QString& text) {
@@ -136,13 +142,9 @@ void print_box(const QString& title, const QString& text) {
 }
 
 int sample_list(const Options& o) {
-    if (o.positional.size() != 1) {
-        err(QString::fromLatin1(kUsage));
-        return 2;
-    }
     Project project;
-    if (!open_project(project, o.positional[0])) {
-        return 1;
+    if (const int rc = open_checked(o.positional.size() == 1, o, project)) {
+        return rc;
     }
     modelPrjSample model(&project);
     model.Reload();
@@ -214,13 +216,10 @@ int fill_check_store(Project& project, SampleForm& form, const Options& o) {
 }
 
 int sample_create(const Options& o) {
-    if (o.positional.size() != 1 || o.sequence.isEmpty() || o.name.isEmpty()) {
-        err(QString::fromLatin1(kUsage));
-        return 2;
-    }
     Project project;
-    if (!open_project(project, o.positional[0])) {
-        return 1;
+    if (const int rc = open_checked(o.positional.size() == 1 && !o.sequence.isEmpty() && !o.name.isEmpty(), o,
+                                    project)) {
+        return rc;
     }
     SampleForm form;
     if (!form.OpenSequence(project.Path(), o.sequence)) {
@@ -239,13 +238,9 @@ int sample_create(const Options& o) {
 }
 
 int sample_edit(const Options& o) {
-    if (o.positional.size() != 2) {
-        err(QString::fromLatin1(kUsage));
-        return 2;
-    }
     Project project;
-    if (!open_project(project, o.positional[0])) {
-        return 1;
+    if (const int rc = open_checked(o.positional.size() == 2, o, project)) {
+        return rc;
     }
     SampleForm form;
     const SampleForm::Box invalid = form.Load(project, o.positional[1]);
@@ -257,13 +252,9 @@ int sample_edit(const Options& o) {
 }
 
 int sample_delete(const Options& o) {
-    if (o.positional.size() != 2) {
-        err(QString::fromLatin1(kUsage));
-        return 2;
-    }
     Project project;
-    if (!open_project(project, o.positional[0])) {
-        return 1;
+    if (const int rc = open_checked(o.positional.size() == 2, o, project)) {
+        return rc;
     }
     if (SampleForm::FindRow(project, o.positional[1]) < 0) {
         print_box(QStringLiteral("Invalid sample"),
@@ -308,13 +299,10 @@ int sample_detect(const Options& o) {
 }
 
 int sample_process(const Options& o) {
-    if (o.positional.isEmpty() || (o.all == (o.positional.size() > 1))) {
-        err(QString::fromLatin1(kUsage));
-        return 2;
-    }
     Project project;
-    if (!open_project(project, o.positional[0])) {
-        return 1;
+    if (const int rc =
+            open_checked(!o.positional.isEmpty() && o.all != (o.positional.size() > 1), o, project)) {
+        return rc;
     }
     QStringList names = o.positional.mid(1);
     if (o.all) {

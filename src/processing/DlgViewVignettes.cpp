@@ -15,9 +15,6 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
-#include <quazip/quazip.h>
-#include <quazip/quazipfile.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -106,8 +103,8 @@ DlgViewVignettes::DlgViewVignettes(const Project& project, const QString& sample
     if (row < 0 || !QFileInfo::exists(archive)) {
         m_message = QStringLiteral("Images are not yet processed or missing\n");
     } else {
-        m_zip = std::make_unique<QuaZip>(archive);
-        if (!m_zip->open(QuaZip::mdUnzip)) {
+        m_zip = std::make_unique<MappedZipReader>();
+        if (!m_zip->open(archive)) {
             m_message = QStringLiteral("Error while opening images zip file\n");
             m_zip.reset();
         }
@@ -119,11 +116,10 @@ DlgViewVignettes::DlgViewVignettes(const Project& project, const QString& sample
                 m_depths << r.pressure;
             }
         }
-        for (const QuaZipFileInfo64& info : m_zip->getFileInfoList64()) {
+        for (const MappedZipReader::Entry& entry : m_zip->entries()) {
             Item item;
-            item.entry = info.name;
-            item.bytes = static_cast<qint64>(info.uncompressedSize);
-            if (Vignette::parseName(info.name, &item.image, &item.object) && item.image >= first &&
+            item.entry = &entry;
+            if (Vignette::parseName(entry.name, &item.image, &item.object) && item.image >= first &&
                 item.image <= last) {
                 m_items << item;
             }
@@ -163,8 +159,8 @@ int DlgViewVignettes::pageCount() const {
 void DlgViewVignettes::sortItems() {
     const bool bySize = m_sort->currentIndex() == 1;
     std::stable_sort(m_items.begin(), m_items.end(), [bySize](const Item& a, const Item& b) {
-        if (bySize && a.bytes != b.bytes) {
-            return a.bytes > b.bytes; // the largest objects first
+        if (bySize && a.entry->size != b.entry->size) {
+            return a.entry->size > b.entry->size; // the largest objects first
         }
         return std::tie(a.image, a.object) < std::tie(b.image, b.object);
     });
@@ -184,12 +180,7 @@ void DlgViewVignettes::showPage(int page) {
     for (int i = begin; i < end; ++i) {
         const Item& item = m_items[i];
         QByteArray bytes;
-        if (m_zip->setCurrentFile(item.entry)) {
-            QuaZipFile file(m_zip.get());
-            if (file.open(QIODevice::ReadOnly)) {
-                bytes = file.readAll();
-            }
-        }
+        m_zip->read(*item.entry, bytes);
         const cv::Mat picture = Vignette::decode(bytes);
         const double depth = item.image < m_depths.size() ? m_depths[item.image] : NAN;
         QString text =
@@ -210,7 +201,7 @@ void DlgViewVignettes::showPage(int page) {
             cell->setData(Qt::UserRole + 1, image);
         }
         cell->setText(text);
-        cell->setToolTip(item.entry);
+        cell->setToolTip(item.entry->name);
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MappedZipReader.h"
+
 #include <QDialog>
 #include <QString>
 #include <QVector>
@@ -12,7 +14,6 @@ class QLabel;
 class QListWidget;
 class QListWidgetItem;
 class QPushButton;
-class QuaZip;
 
 // "View vignettes": the vignettes of a sample's range, read from its sequence's "images.zip"
 // (the archive's directory once, each vignette decoded when its page is shown), as a paged grid
@@ -39,16 +40,15 @@ public Q_SLOTS:
 
 private:
     struct Item {
-        QString entry;
+        const MappedZipReader::Entry* entry = nullptr; // in m_zip's directory
         int image = 0;
         int object = 0;
-        qint64 bytes = 0;
     };
     void sortItems();
     int perPage() const;
     void zoom(QListWidgetItem* item);
 
-    std::unique_ptr<QuaZip> m_zip;
+    std::unique_ptr<MappedZipReader> m_zip; // null when there is nothing to show
     QVector<Item> m_items;
     QVector<double> m_depths; // by image index
     double m_pixelMm = 0;     // millimetres per pixel, 0 when unknown

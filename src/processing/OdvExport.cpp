@@ -40,6 +40,16 @@ QString position(const SampleSpectrumData& s, const char* column, QStringList* w
     return QString::number(v, 'f', 6);
 }
 
+// The settings of the project; a refused value is a warning, its default is used.
+SpectrumSettings load_settings(const Project& project, QStringList* warnings) {
+    QString error;
+    const SpectrumSettings settings = SpectrumSettings::load(project.Path(), &error);
+    if (!error.isEmpty() && warnings != nullptr) {
+        *warnings << error;
+    }
+    return settings;
+}
+
 bool save(const QString& path, const QByteArray& bytes, QString* error) {
     QDir().mkpath(QFileInfo(path).absolutePath());
     QSaveFile file(path);
@@ -136,14 +146,12 @@ QByteArray text(const QVector<SampleSpectrumData>& samples, const SpectrumSettin
         for (const SpectrumBin& bin : s.spectrum.bins) {
             QStringList f;
             if (first) {
-                const double bottom = s.header.value(QStringLiteral("bottomdepth")).toDouble();
-                const bool hasBottom =
-                    !s.header.value(QStringLiteral("bottomdepth")).trimmed().isEmpty() &&
-                    s.header.value(QStringLiteral("bottomdepth")).trimmed() != QLatin1String("nan");
+                const QString bottom = s.header.value(QStringLiteral("bottomdepth")).trimmed();
+                const bool hasBottom = !bottom.isEmpty() && bottom != QLatin1String("nan");
                 f << ascii(s.header.value(QStringLiteral("cruise"))) << ascii(s.name)
                   << (s.spectrum.timeSeries ? QStringLiteral("*") : QStringLiteral("C"))
                   << iso_time(sample_time(s)) << position(s, "longitude", warnings)
-                  << position(s, "latitude", warnings) << (hasBottom ? num(bottom) : QString());
+                  << position(s, "latitude", warnings) << (hasBottom ? num(bottom.toDouble()) : QString());
                 first = false;
             } else {
                 f << QString() << QString() << QString() << QString() << QString() << QString() << QString();
@@ -163,26 +171,23 @@ QByteArray text(const QVector<SampleSpectrumData>& samples, const SpectrumSettin
     return lines.join(QLatin1Char('\n')).toLatin1() + '\n';
 }
 
+QString filePath(const Project& project, const QString& stem) {
+    return project.Path() + QStringLiteral("/results/%1_odv.txt").arg(stem);
+}
+
 QString exportSample(const Project& project, const QString& sample, QStringList* warnings) {
+    const SpectrumSettings settings = load_settings(project, warnings);
     QString error;
-    const SpectrumSettings settings = SpectrumSettings::load(project.Path(), &error);
-    if (!error.isEmpty() && warnings != nullptr) {
-        *warnings << error;
-    }
     SampleSpectrumData data;
     if (!SampleSpectrumSource::load(project, sample, settings, &data, &error)) {
         return error;
     }
-    const QString path = project.Path() + QStringLiteral("/results/%1_odv.txt").arg(sample);
-    return save(path, text({data}, settings, warnings), &error) ? QString() : error;
+    return save(filePath(project, sample), text({data}, settings, warnings), &error) ? QString() : error;
 }
 
 QString exportAll(const Project& project, QStringList* warnings) {
+    const SpectrumSettings settings = load_settings(project, warnings);
     QString error;
-    const SpectrumSettings settings = SpectrumSettings::load(project.Path(), &error);
-    if (!error.isEmpty() && warnings != nullptr) {
-        *warnings << error;
-    }
     QStringList failures;
     QVector<SampleSpectrumData> all;
     for (const QString& name : SampleSpectrumSource::sampleNames(project)) {
@@ -191,15 +196,13 @@ QString exportAll(const Project& project, QStringList* warnings) {
             failures << error;
             continue;
         }
-        const QString path = project.Path() + QStringLiteral("/results/%1_odv.txt").arg(name);
-        if (!save(path, text({data}, settings, warnings), &error)) {
+        if (!save(filePath(project, name), text({data}, settings, warnings), &error)) {
             failures << error;
         }
         all.append(std::move(data));
     }
     if (!all.isEmpty()) {
-        const QString path = project.Path() + QStringLiteral("/results/%1_odv.txt").arg(project.Acronym());
-        if (!save(path, text(all, settings, nullptr), &error)) {
+        if (!save(filePath(project, project.Acronym()), text(all, settings, nullptr), &error)) {
             failures << error;
         }
     }

@@ -19,6 +19,9 @@ namespace OdvExport {
 QByteArray text(const QVector<SampleSpectrumData>& samples, const SpectrumSettings& settings,
                 QStringList* warnings = nullptr);
 
+// "<project>/results/<stem>_odv.txt": a sample's file, or with the acronym the project's.
+QString filePath(const Project& project, const QString& stem);
+
 // "results/<sample>_odv.txt" of one sample. Returns "" when written, else the reason; `warnings`
 // gets what was left empty (a position in neither accepted form).
 QString exportSample(const Project& project, const QString& sample, QStringList* warnings = nullptr);

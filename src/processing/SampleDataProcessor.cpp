@@ -2,6 +2,7 @@
 
 #include "DurableFiles.h"
 #include "project/Project.h"
+#include "project/SampleForm.h"
 #include "project/SampleHandler.h"
 #include "project/SampleHeaderColumns.h"
 #include "project/SequenceHandler.h"
@@ -17,9 +18,6 @@
 #include <quazip/quazipfile.h>
 #include <quazip/quazipnewinfo.h>
 #include <zlib.h>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -156,14 +154,7 @@ bool SampleDataProcessor::ProcessData(const QString& sample) {
     m_lastError.clear();
 
     const RAMCsv& header = m_project.SampleHeader();
-    const int nameColumn = header.Columns().indexOf(QStringLiteral("profileid"));
-    int row = -1;
-    for (int r = 0; nameColumn >= 0 && r < header.RowCount() && !sample.isEmpty(); ++r) {
-        if (header.Row(r).value(nameColumn) == sample) {
-            row = r;
-            break;
-        }
-    }
+    const int row = SampleForm::FindRow(m_project, sample);
     // A name that is not a plain folder name never becomes a path.
     if (row < 0 || !SequenceHandler::IsSafeName(sample)) {
         return fail(QStringLiteral("SampleDataProcessor::ProcessData Sample not found : %1").arg(sample));

@@ -1,7 +1,6 @@
 #include "DlgCreateSample.h"
 
 #include "Project.h"
-#include "SampleHeaderColumns.h"
 #include "app/UiDialogs.h"
 #include "processing/RangeDetector.h"
 #include "trace/FmtQt.h"
@@ -52,10 +51,7 @@ void DlgCreateSample::build() {
     auto* form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     // The editors follow the header's column order; the checks go by field name.
-    QStringList order = SampleHeaderColumns::All();
-    order.removeAll(QStringLiteral("dn"));
-    order.removeAll(QStringLiteral("yoyo"));
-    for (const QString& field : order) {
+    for (const QString& field : SampleForm::FieldsInFileOrder()) {
         if (field == QLatin1String("sampletype")) {
             auto* types = new QHBoxLayout;
             m_rbPressure = new QRadioButton(tr("Depth (P)"), this);

@@ -2,13 +2,12 @@
 
 #include "processing/DlgSampleFigure.h"
 #include "processing/DlgViewVignettes.h"
+#include "processing/ExportTasks.h"
 
 #include "DlgCreateSample.h"
 #include "Project.h"
 #include "app/UiDialogs.h"
 #include "modelPrjSample.h"
-#include "trace/FmtQt.h"
-#include "trace/ZelTraceMgr.h"
 #include "worker/CThWorker.h"
 
 #include <QGridLayout>
@@ -133,12 +132,6 @@ void FPrjSample::queue(const QString& kind, const QStringList& samples) {
     }
 }
 
-void FPrjSample::notAvailable(const QString& what) {
-    GetTraceMgr()->logf("FPrjSample", ZelLevelWarning, "{} is not available yet", what);
-    UiDialogs::information(this, QStringLiteral("Not available yet"),
-                           QStringLiteral("%1 is not available yet.").arg(what));
-}
-
 void FPrjSample::on_btprocessdataselected_clicked() {
     queue(QStringLiteral("Data"), {SelectedSample()});
 }
@@ -187,7 +180,7 @@ void FPrjSample::on_btExportAllODV_clicked() {
     // One task writes every sample's file and the project's file holding them all.
     if (m_worker && m_project && m_project->IsOpen() && !m_model->Samples().isEmpty()) {
         m_worker->enqueue(QStringLiteral("ExportODV"), m_project->Path(), m_project->Acronym(),
-                          {{QStringLiteral("projectFile"), true}}, true);
+                          {{QString::fromLatin1(ExportTasks::kProjectFileArg), true}}, true);
     }
 }
 

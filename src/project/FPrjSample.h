@@ -44,7 +44,6 @@ public Q_SLOTS:
 private:
     QPushButton* addButton(const char* objectName, const QString& label);
     void queue(const QString& kind, const QStringList& samples);
-    void notAvailable(const QString& what);
 
     Project* m_project;
     CThWorker* m_worker;

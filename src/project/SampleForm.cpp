@@ -47,11 +47,19 @@ bool is_nan_text(const QString& text) {
 
 SampleForm::SampleForm() = default;
 
-const QStringList& SampleForm::Fields() {
+const QStringList& SampleForm::FieldsInFileOrder() {
     static const QStringList fields = [] {
         QStringList f = SampleHeaderColumns::All();
         f.removeAll(QStringLiteral("dn"));
         f.removeAll(QStringLiteral("yoyo"));
+        return f;
+    }();
+    return fields;
+}
+
+const QStringList& SampleForm::Fields() {
+    static const QStringList fields = [] {
+        QStringList f = FieldsInFileOrder();
         f.sort();
         return f;
     }();

@@ -36,6 +36,8 @@ public:
 
     // The fields with an editor, in name order ("dn" and "yoyo" have none and keep their cells).
     static const QStringList& Fields();
+    // The same fields in the header's column order, as the dialog lays their editors out.
+    static const QStringList& FieldsInFileOrder();
     // The label of a field in the dialog and in the messages ("Sample Name" for "profileid").
     static QString Label(const QString& field);
 
