@@ -1,6 +1,5 @@
 #include "programming/ParamMgt.h"
 
-#include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "trace/FmtQt.h"
@@ -407,16 +406,12 @@ ProgramResult ParamMgt::programTimetable(InterfaceCamera* readBack) {
     return result;
 }
 
-void ParamMgt::setOperatorEmail(const QString& email) {
-    auto it = find_param("Operator_email", m_working.hw);
+void ParamMgt::setOperatorEmail(ParamTable& hw, const QString& email) {
+    auto it = find_param("Operator_email", hw);
     // Without a user e-mail (nobody logged in) the instrument keeps the one it has.
-    if (it != m_working.hw.end() && !email.isEmpty()) {
+    if (it != hw.end() && !email.isEmpty()) {
         it->setString(email.left(63).toStdString());
     }
-}
-
-void ParamMgt::setOperatorEmail() {
-    setOperatorEmail(AppSettings::userEmail());
 }
 
 QString ParamMgt::modeName(const WorkingSet& set, bool shortForm) {

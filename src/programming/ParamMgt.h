@@ -69,10 +69,10 @@ public:
     // The same for any timetable, without the "Timetable programmed" log line.
     static ProgramResult sendTimetable(const Timetable& timetable, InterfaceCamera* readBack);
 
-    // `Operator_email` of the hardware set from `email` (the "user_email" setting by default),
-    // cut to 63 characters.
-    void setOperatorEmail(const QString& email);
-    void setOperatorEmail();
+    // `Operator_email` of the hardware set `hw` from `email`, cut to 63 characters; an empty
+    // `email` (nobody logged in) leaves the one the instrument has.
+    static void setOperatorEmail(ParamTable& hw, const QString& email);
+    void setOperatorEmail(const QString& email) { setOperatorEmail(m_working.hw, email); }
 
     static QString modeName(const WorkingSet& set, bool shortForm);
     QString modeName(bool shortForm) const { return modeName(m_working, shortForm); }

@@ -248,11 +248,7 @@ QString PresetProgram::build(WorkingSet& working, const QString& operatorEmail) 
     if (m_mode.slotKind == PresetSlots::Time) {
         working.timetable = m_templates.timetable;
     }
-    // Without a user e-mail (nobody logged in) the instrument keeps the one it has.
-    auto email = find_param("Operator_email", working.hw);
-    if (email != working.hw.end() && !operatorEmail.isEmpty()) {
-        email->setString(operatorEmail.left(63).toStdString());
-    }
+    ParamMgt::setOperatorEmail(working.hw, operatorEmail);
     for (const PresetField& f : m_mode.fields) {
         if (f.slot >= 0) {
             set(working.slot(f.slot), f.param, m_values.value(QLatin1String(f.object)));
