@@ -155,20 +155,12 @@ QString ParamMgt::compareWithProject(const ParamTable& projectHW,
     if (!hw.isEmpty()) {
         out += QStringLiteral("HW_CONF : ") + hw + QLatin1Char('\n');
     }
-    const auto find_project = [&](const std::string& name) -> const ParamTable* {
-        for (const ParamTable& t : projectACQ) {
-            if (!t.empty() && param_config_name(t) == name) {
-                return &t;
-            }
-        }
-        return nullptr;
-    };
     for (const ParamTable& t : m_working.acq) {
         if (t.empty()) {
             continue;
         }
         const std::string name = param_config_name(t);
-        const ParamTable* p = find_project(name);
+        const ParamTable* p = find_configuration(projectACQ, name);
         const QString diff = p == nullptr ? QStringLiteral("Missing") : compareParams(t, *p);
         if (!diff.isEmpty()) {
             out += QString::fromStdString(name) + QStringLiteral(" : ") + diff + QLatin1Char('\n');
@@ -179,10 +171,7 @@ QString ParamMgt::compareWithProject(const ParamTable& projectHW,
             continue;
         }
         const std::string name = param_config_name(p);
-        const bool inWorking =
-            std::any_of(m_working.acq.begin(), m_working.acq.end(),
-                        [&](const ParamTable& t) { return !t.empty() && param_config_name(t) == name; });
-        if (!inWorking) {
+        if (find_configuration(m_working.acq, name) == nullptr) {
             out += QString::fromStdString(name) + QStringLiteral(" : Only in project\n");
         }
     }

@@ -31,15 +31,6 @@ QString field_text(const PresetField& f, const std::string& stored) {
     }
 }
 
-const ParamTable* slot_named(const WorkingSet& set, const std::string& name) {
-    for (const ParamTable& t : set.acq) {
-        if (!t.empty() && param_config_name(t) == name) {
-            return &t;
-        }
-    }
-    return nullptr;
-}
-
 bool load_table(const QString& path, ParamTable& table, bool hardware, QString* error) {
     if (hardware) {
         build_hw_params(table);
@@ -154,7 +145,7 @@ bool PresetProgram::load(QString* error, QString* errorTitle) {
     ok = loadSlots(set, &errors, &title) && ok;
     if (ok) {
         for (const char* name : m_mode.requiredNames) {
-            if (slot_named(set, name) == nullptr) {
+            if (find_configuration(set.acq, name) == nullptr) {
                 errors += QString::fromLatin1(name) + QStringLiteral(" not found\n");
                 ok = false;
             }
@@ -208,7 +199,7 @@ void PresetProgram::fillValues(const WorkingSet* current) {
     const auto source = [&](int slot) -> const ParamTable& {
         const ParamTable& t = m_templates.slot(slot);
         if (fromInstrument) {
-            if (const ParamTable* mine = slot_named(*current, param_config_name(t))) {
+            if (const ParamTable* mine = find_configuration(current->acq, param_config_name(t))) {
                 return *mine;
             }
         }
