@@ -163,8 +163,7 @@ bool checkbox_value(const PresetField& f, const QString& text, QString* value) {
     } else if (!(t == QLatin1String("no") || t == QLatin1String("false") || t == QLatin1String("0"))) {
         return false;
     }
-    *value = f.kind == PresetFieldKind::Vignettes ? (on ? QStringLiteral("2") : QStringLiteral("0"))
-                                                  : (on ? QStringLiteral("true") : QStringLiteral("false"));
+    *value = preset_check_text(f.kind, on);
     return true;
 }
 

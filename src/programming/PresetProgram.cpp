@@ -18,17 +18,13 @@ std::string value_of(const ParamTable& t, const char* name) {
     return find_param(name, t) == t.end() ? std::string() : GetParamAsText(t, name);
 }
 
-// A check box's text as shown: "2"/"0" or "true"/"false"; an edit's text unchanged.
+// A check box's text as shown: ticked only by its own ticked text; an edit's text unchanged.
 QString field_text(const PresetField& f, const std::string& stored) {
     const QString s = QString::fromStdString(stored);
-    switch (f.kind) {
-    case PresetFieldKind::Vignettes:
-        return s == QLatin1String("2") ? QStringLiteral("2") : QStringLiteral("0");
-    case PresetFieldKind::Flag:
-        return s == QLatin1String("true") ? QStringLiteral("true") : QStringLiteral("false");
-    default:
+    if (f.kind == PresetFieldKind::Text) {
         return s;
     }
+    return preset_check_text(f.kind, s == preset_check_text(f.kind, true));
 }
 
 bool load_table(const QString& path, ParamTable& table, bool hardware, QString* error) {
