@@ -241,13 +241,13 @@ int program_command(const QStringList& args) {
     }
     const bool preview = o.flags.contains(QLatin1String("preview"));
     const auto refuse = [](const QString& text) {
-        err(fmt::format("Unable to do Programmation: {}\n", text));
+        err(fmt::format("{}: {}\n", PresetProgram::kRefusalTitle, text));
         return 1;
     };
     Project project;
     if (!project.Load(o.positional[0])) {
         err(fmt::format("kelvo program: {}\n", project.LastError()));
-        return refuse(QStringLiteral("No active project, you can't do programmation."));
+        return refuse(QString::fromLatin1(PresetProgram::kNoProjectRefusal));
     }
     ParamMgt& mgt = ParamMgt::instance();
     mgt.setProjectPath(project.Path());
@@ -257,7 +257,7 @@ int program_command(const QStringList& args) {
     const bool connected = instrument.connect(o.value("port"), &error);
     if (!connected && !preview) {
         err(fmt::format("kelvo program: {}\n", error));
-        return refuse(QStringLiteral("No device found, you can't do programmation."));
+        return refuse(QString::fromLatin1(PresetProgram::kNoDeviceRefusal));
     }
     if (!connected) {
         err(fmt::format("kelvo program: {}; the preview starts from the project's hardware file\n", error));
@@ -270,9 +270,10 @@ int program_command(const QStringList& args) {
         mgt.working() = WorkingSet();
         mgt.working().hw = hw;
     }
-    if (QLatin1String(presetMode->key) == QLatin1String("ctd") &&
-        GetParamAsText(mgt.working().hw, "Pressure_sensor_ref").empty()) {
-        return refuse(QStringLiteral("Pressure sensor required for CTD Mode."));
+    const QString sensorRefusal =
+        PresetProgram::hardwareRefusal(QLatin1String(presetMode->key), mgt.working().hw);
+    if (!sensorRefusal.isEmpty()) {
+        return refuse(sensorRefusal);
     }
 
     const QString templates =

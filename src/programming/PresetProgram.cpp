@@ -49,6 +49,13 @@ PresetProgram::PresetProgram(const PresetMode& presetMode, const QString& templa
     , m_templatesDir(templatesDir)
     , m_project(projectPath) {}
 
+QString PresetProgram::hardwareRefusal(const QString& key, const ParamTable& hw) {
+    if (key == QLatin1String("ctd") && GetParamAsText(hw, "Pressure_sensor_ref").empty()) {
+        return QStringLiteral("Pressure sensor required for CTD Mode.");
+    }
+    return {};
+}
+
 QString PresetProgram::templatePath(const char* name) const {
     return QDir(m_templatesDir).filePath(QString::fromLatin1(name));
 }
