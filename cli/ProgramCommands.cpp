@@ -381,14 +381,9 @@ int upload_command(const QStringList& args) {
     Timetable timetable;
     QString file;
     bool read = false;
-    if (o.has("hw-file")) {
-        file = o.value("hw-file");
-        build_hw_params(table);
-        read = get_params_from_file(file, table) >= 0;
-    } else if (o.has("acq-file")) {
-        file = o.value("acq-file");
-        build_acq_params(table);
-        read = get_params_from_file(file, table) >= 0;
+    if (o.has("hw-file") || o.has("acq-file")) {
+        file = o.has("hw-file") ? o.value("hw-file") : o.value("acq-file");
+        read = FreeFileUpload::readParamFile(file, o.has("hw-file"), table);
     } else {
         file = o.value("timetable-file");
         read = get_timetable_from_file(file, timetable) >= 0;

@@ -23,6 +23,15 @@ void copy_values(ParamTable& to, const ParamTable& from, std::initializer_list<c
 
 } // namespace
 
+bool readParamFile(const QString& path, bool hardware, ParamTable& table) {
+    if (hardware) {
+        build_hw_params(table);
+    } else {
+        build_acq_params(table);
+    }
+    return get_params_from_file(path, table) >= 0;
+}
+
 void keepInstrumentValues(ParamTable& file, const ParamTable& instrument, bool overrideSerials,
                           bool overrideSettings) {
     if (!overrideSerials) {
