@@ -163,8 +163,7 @@ bool checkbox_value(const PresetField& f, const QString& text, QString* value) {
     } else if (!(t == QLatin1String("no") || t == QLatin1String("false") || t == QLatin1String("0"))) {
         return false;
     }
-    *value = f.kind == PresetFieldKind::Vignettes ? (on ? QStringLiteral("2") : QStringLiteral("0"))
-                                                  : (on ? QStringLiteral("true") : QStringLiteral("false"));
+    *value = preset_check_text(f.kind, on);
     return true;
 }
 
@@ -242,13 +241,13 @@ int program_command(const QStringList& args) {
     }
     const bool preview = o.flags.contains(QLatin1String("preview"));
     const auto refuse = [](const QString& text) {
-        err(fmt::format("Unable to do Programmation: {}\n", text));
+        err(fmt::format("{}: {}\n", PresetProgram::kRefusalTitle, text));
         return 1;
     };
     Project project;
     if (!project.Load(o.positional[0])) {
         err(fmt::format("kelvo program: {}\n", project.LastError()));
-        return refuse(QStringLiteral("No active project, you can't do programmation."));
+        return refuse(QString::fromLatin1(PresetProgram::kNoProjectRefusal));
     }
     ParamMgt& mgt = ParamMgt::instance();
     mgt.setProjectPath(project.Path());
@@ -258,7 +257,7 @@ int program_command(const QStringList& args) {
     const bool connected = instrument.connect(o.value("port"), &error);
     if (!connected && !preview) {
         err(fmt::format("kelvo program: {}\n", error));
-        return refuse(QStringLiteral("No device found, you can't do programmation."));
+        return refuse(QString::fromLatin1(PresetProgram::kNoDeviceRefusal));
     }
     if (!connected) {
         err(fmt::format("kelvo program: {}; the preview starts from the project's hardware file\n", error));
@@ -271,9 +270,10 @@ int program_command(const QStringList& args) {
         mgt.working() = WorkingSet();
         mgt.working().hw = hw;
     }
-    if (QLatin1String(presetMode->key) == QLatin1String("ctd") &&
-        GetParamAsText(mgt.working().hw, "Pressure_sensor_ref").empty()) {
-        return refuse(QStringLiteral("Pressure sensor required for CTD Mode."));
+    const QString sensorRefusal =
+        PresetProgram::hardwareRefusal(QLatin1String(presetMode->key), mgt.working().hw);
+    if (!sensorRefusal.isEmpty()) {
+        return refuse(sensorRefusal);
     }
 
     const QString templates =
@@ -381,14 +381,9 @@ int upload_command(const QStringList& args) {
     Timetable timetable;
     QString file;
     bool read = false;
-    if (o.has("hw-file")) {
-        file = o.value("hw-file");
-        build_hw_params(table);
-        read = get_params_from_file(file, table) >= 0;
-    } else if (o.has("acq-file")) {
-        file = o.value("acq-file");
-        build_acq_params(table);
-        read = get_params_from_file(file, table) >= 0;
+    if (o.has("hw-file") || o.has("acq-file")) {
+        file = o.has("hw-file") ? o.value("hw-file") : o.value("acq-file");
+        read = FreeFileUpload::readParamFile(file, o.has("hw-file"), table);
     } else {
         file = o.value("timetable-file");
         read = get_timetable_from_file(file, timetable) >= 0;

@@ -103,21 +103,10 @@ void FParamFreeFile::on_btTimeTableFile_clicked() {
     }
 }
 
-bool FParamFreeFile::readHardware(ParamTable& table) {
-    build_hw_params(table);
-    if (get_params_from_file(m_edHW->text(), table) < 0) {
+bool FParamFreeFile::readTable(const QLineEdit* path, bool hardware, ParamTable& table) {
+    if (!FreeFileUpload::readParamFile(path->text(), hardware, table)) {
         UiDialogs::warning(this, QStringLiteral("File error"),
-                           QStringLiteral("Unable to load file ") + m_edHW->text());
-        return false;
-    }
-    return true;
-}
-
-bool FParamFreeFile::readAcquisition(ParamTable& table) {
-    build_acq_params(table);
-    if (get_params_from_file(m_edACQ->text(), table) < 0) {
-        UiDialogs::warning(this, QStringLiteral("File error"),
-                           QStringLiteral("Unable to load file ") + m_edACQ->text());
+                           QStringLiteral("Unable to load file ") + path->text());
         return false;
     }
     return true;
@@ -152,7 +141,7 @@ QVariant outcome(const ProgramResult& r) {
 
 void FParamFreeFile::on_btUploadHW_clicked() {
     ParamTable table;
-    if (m_camera == nullptr || !readHardware(table)) {
+    if (m_camera == nullptr || !readTable(m_edHW, true, table)) {
         return;
     }
     InterfaceCamera* cam = m_camera;
@@ -169,7 +158,7 @@ void FParamFreeFile::on_btUploadHW_clicked() {
 
 void FParamFreeFile::on_btUploadACQ_clicked() {
     ParamTable table;
-    if (m_camera == nullptr || !readAcquisition(table)) {
+    if (m_camera == nullptr || !readTable(m_edACQ, false, table)) {
         return;
     }
     InterfaceCamera* cam = m_camera;
@@ -200,7 +189,7 @@ void FParamFreeFile::on_btUploadTimeTable_clicked() {
 
 void FParamFreeFile::on_btHWPreview_clicked() {
     ParamTable table;
-    if (readHardware(table)) {
+    if (readTable(m_edHW, true, table)) {
         DlgParamViewer dlg(this);
         dlg.view(table, QStringLiteral("Hardware parameter preview"));
     }
@@ -208,7 +197,7 @@ void FParamFreeFile::on_btHWPreview_clicked() {
 
 void FParamFreeFile::on_btACQPreview_clicked() {
     ParamTable table;
-    if (readAcquisition(table)) {
+    if (readTable(m_edACQ, false, table)) {
         DlgAcqParamViewer dlg(this);
         dlg.setTables({table}, QStringLiteral("Acquisition parameter preview"),
                       QStringLiteral("Acquisition parameter preview"));

@@ -32,8 +32,7 @@ public Q_SLOTS:
     void on_btTimeTablePreview_clicked();
 
 private:
-    bool readHardware(ParamTable& table);
-    bool readAcquisition(ParamTable& table);
+    bool readTable(const QLineEdit* path, bool hardware, ParamTable& table);
     bool readTimetable(Timetable& timetable);
     void report(const QVariant& result, const QString& done, const QString& failed);
 

@@ -170,11 +170,7 @@ void FParamPreset::takeValues() {
         if (auto* edit = qobject_cast<QLineEdit*>(w)) {
             m_program.setValue(QLatin1String(f.object), edit->text());
         } else if (auto* box = qobject_cast<QCheckBox*>(w)) {
-            const bool on = box->isChecked();
-            m_program.setValue(QLatin1String(f.object),
-                               f.kind == PresetFieldKind::Vignettes
-                                   ? (on ? QStringLiteral("2") : QStringLiteral("0"))
-                                   : (on ? QStringLiteral("true") : QStringLiteral("false")));
+            m_program.setValue(QLatin1String(f.object), preset_check_text(f.kind, box->isChecked()));
         }
     }
     if (m_grid == nullptr) {

@@ -1,9 +1,7 @@
 #include "programming/FreeFileUpload.h"
 
 #include "device/InterfaceCamera.h"
-#include "link/InstrumentProtocol.h"
 #include "link/SerialLink.h"
-#include "trace/ZelTraceMgr.h"
 
 #include <fmt/format.h>
 
@@ -23,41 +21,16 @@ void copy_values(ParamTable& to, const ParamTable& from, std::initializer_list<c
     }
 }
 
-ProgramResult run(const std::function<void(ProgramResult&)>& body) {
-    ProgramResult r;
-    try {
-        InstrumentProtocol protocol;
-        if (protocol.supervisorMode(true) == SupervisorFailed) {
-            throw std::runtime_error("Unable to enter supervisor mode");
-        }
-        body(r);
-    } catch (const std::exception& e) {
-        r.ok = false;
-        r.error = QString::fromStdString(e.what());
-    }
-    if (!r.ok) {
-        GetTraceMgr()->logf(ParamMgt::kModule, ZelLevelError, "Error during programmation : {}", r.error);
-    }
-    return r;
-}
-
-void send_expect(const std::string& line, const char* expected, ProgramResult& r) {
-    r.instrumentChanged = true;
-    if (!send_message("%s", line.c_str())) {
-        throw std::runtime_error("Unable to send " + line);
-    }
-    expect_answer(expected, ParamMgt::kAnswerTries);
-}
-
-void fail_on(const QString& differences, ProgramResult& r) {
-    r.readBackDifferences = differences;
-    r.ok = differences.isEmpty();
-    if (!r.ok) {
-        r.error = QStringLiteral("The Kelvo6 does not hold what was programmed :\n") + differences;
-    }
-}
-
 } // namespace
+
+bool readParamFile(const QString& path, bool hardware, ParamTable& table) {
+    if (hardware) {
+        build_hw_params(table);
+    } else {
+        build_acq_params(table);
+    }
+    return get_params_from_file(path, table) >= 0;
+}
 
 void keepInstrumentValues(ParamTable& file, const ParamTable& instrument, bool overrideSerials,
                           bool overrideSettings) {
@@ -74,23 +47,25 @@ void keepInstrumentValues(ParamTable& file, const ParamTable& instrument, bool o
 
 ProgramResult uploadHardware(ParamTable file, InterfaceCamera& camera, bool overrideSerials,
                              bool overrideSettings) {
-    return run([&](ProgramResult& r) {
+    return ProgramResult::attempt([&](ProgramResult& r) {
+        ProgramResult::enterSupervisorMode();
         if (!camera.readHardwareConfiguration()) {
             throw std::runtime_error("Unable to read the hardware configuration of the Kelvo6");
         }
         keepInstrumentValues(file, camera.hardware(), overrideSerials, overrideSettings);
         purge_comm(false);
-        send_expect(fmt::format("$HWCONFset:{};", write_params_to_string("", file)), "ok", r);
+        r.send(fmt::format("$HWCONFset:{};", write_params_to_string("", file)), "ok");
         if (!camera.readHardwareConfiguration()) {
             throw std::runtime_error("The hardware configuration could not be read back");
         }
         const QString diff = ParamMgt::compareParams(file, camera.hardware());
-        fail_on(diff.isEmpty() ? QString() : QStringLiteral("HW_CONF : ") + diff, r);
+        r.judgeReadBack(diff.isEmpty() ? QString() : QStringLiteral("HW_CONF : ") + diff);
     });
 }
 
 ProgramResult uploadAcquisition(const ParamTable& file, int slot, InterfaceCamera& camera) {
-    return run([&](ProgramResult& r) {
+    return ProgramResult::attempt([&](ProgramResult& r) {
+        ProgramResult::enterSupervisorMode();
         if (slot < 0 || slot >= kAcqSlotCount) {
             throw std::runtime_error(fmt::format("Invalid slot {}", slot));
         }
@@ -100,25 +75,17 @@ ProgramResult uploadAcquisition(const ParamTable& file, int slot, InterfaceCamer
             throw std::runtime_error(fmt::format("Configuration name {} must start by ACQ_", name));
         }
         purge_comm(false);
-        send_expect(fmt::format("$ACQCONFset:{},{};", slot, write_params_to_string("", file)), "$ok", r);
+        r.send(fmt::format("$ACQCONFset:{},{};", slot, write_params_to_string("", file)), "$ok");
         camera.readAcquisitionConfigurations();
         const QString diff = camera.acquisitionSlotValid(slot)
                                  ? ParamMgt::compareParams(file, camera.acquisition(slot))
                                  : QStringLiteral("Missing");
-        fail_on(diff.isEmpty() ? QString() : QStringLiteral("Slot %1 : ").arg(slot) + diff, r);
+        r.judgeReadBack(diff.isEmpty() ? QString() : QStringLiteral("Slot %1 : ").arg(slot) + diff);
     });
 }
 
 ProgramResult uploadTimetable(const Timetable& timetable, InterfaceCamera& camera) {
-    return run([&](ProgramResult& r) {
-        r.instrumentChanged = true;
-        program_timetable(timetable);
-        camera.readTimetable();
-        fail_on(timetable_to_text(camera.timetable()) == timetable_to_text(timetable)
-                    ? QString()
-                    : QStringLiteral("Timetable differ\n"),
-                r);
-    });
+    return ParamMgt::sendTimetable(timetable, &camera);
 }
 
 } // namespace FreeFileUpload

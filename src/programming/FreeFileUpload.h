@@ -10,6 +10,10 @@ class InterfaceCamera;
 // read-back of what the instrument then holds. Must run with the instrument held.
 namespace FreeFileUpload {
 
+// `path` read into `table`, first built as a hardware set or an acquisition configuration;
+// false when the file does not load.
+bool readParamFile(const QString& path, bool hardware, ParamTable& table);
+
 // Unless overridden, the instrument's serial numbers and its own settings (calibration, light
 // timing, image sensor) are kept in `file` whatever the file says.
 void keepInstrumentValues(ParamTable& file, const ParamTable& instrument, bool overrideSerials,

@@ -1,8 +1,6 @@
 #include "programming/ParamMgt.h"
 
-#include "app/AppSettings.h"
 #include "device/InterfaceCamera.h"
-#include "link/InstrumentProtocol.h"
 #include "link/SerialLink.h"
 #include "trace/FmtQt.h"
 #include "trace/ZelTraceMgr.h"
@@ -44,21 +42,7 @@ std::string hw_text(const ParamTable& table, const char* name) {
     return find_param(name, table) == table.end() ? std::string() : GetParamAsText(table, name);
 }
 
-// Sends one line and waits for an answer holding `expected`; throws on anything else.
-void send_expect(const std::string& line, const char* expected) {
-    if (!send_message("%s", line.c_str())) {
-        throw std::runtime_error("Unable to send " + line);
-    }
-    expect_answer(expected, ParamMgt::kAnswerTries);
-}
-
 } // namespace
-
-QString ProgramResult::errorBoxText() const {
-    const QString tail = instrumentChanged ? QStringLiteral("device is in invalid state")
-                                           : QStringLiteral("nothing was sent to the device");
-    return QStringLiteral("Error during programmation : \n%1 \n \n").arg(error) + tail;
-}
 
 ParamMgt::ParamMgt() {
     build_hw_params(m_working.hw);
@@ -171,20 +155,12 @@ QString ParamMgt::compareWithProject(const ParamTable& projectHW,
     if (!hw.isEmpty()) {
         out += QStringLiteral("HW_CONF : ") + hw + QLatin1Char('\n');
     }
-    const auto find_project = [&](const std::string& name) -> const ParamTable* {
-        for (const ParamTable& t : projectACQ) {
-            if (!t.empty() && param_config_name(t) == name) {
-                return &t;
-            }
-        }
-        return nullptr;
-    };
     for (const ParamTable& t : m_working.acq) {
         if (t.empty()) {
             continue;
         }
         const std::string name = param_config_name(t);
-        const ParamTable* p = find_project(name);
+        const ParamTable* p = find_configuration(projectACQ, name);
         const QString diff = p == nullptr ? QStringLiteral("Missing") : compareParams(t, *p);
         if (!diff.isEmpty()) {
             out += QString::fromStdString(name) + QStringLiteral(" : ") + diff + QLatin1Char('\n');
@@ -195,10 +171,7 @@ QString ParamMgt::compareWithProject(const ParamTable& projectHW,
             continue;
         }
         const std::string name = param_config_name(p);
-        const bool inWorking =
-            std::any_of(m_working.acq.begin(), m_working.acq.end(),
-                        [&](const ParamTable& t) { return !t.empty() && param_config_name(t) == name; });
-        if (!inWorking) {
+        if (find_configuration(m_working.acq, name) == nullptr) {
             out += QString::fromStdString(name) + QStringLiteral(" : Only in project\n");
         }
     }
@@ -361,97 +334,73 @@ QString ParamMgt::compareSent(const WorkingSet& sent, const InterfaceCamera& cam
 }
 
 ProgramResult ParamMgt::programSensor(InterfaceCamera* readBack) {
-    ProgramResult r;
-    try {
+    const ProgramResult result = ProgramResult::attempt([&](ProgramResult& r) {
         QString saveError;
         if (!saveToProject(&saveError)) {
             throw std::runtime_error(saveError.toStdString());
         }
-        // Set commands are refused outside supervisor mode; the switch answers at once when the
-        // instrument is already there.
-        InstrumentProtocol protocol;
-        if (protocol.supervisorMode(true) == SupervisorFailed) {
-            throw std::runtime_error("Unable to enter supervisor mode");
-        }
+        ProgramResult::enterSupervisorMode();
         const std::string hw = write_params_to_string("", m_working.hw);
         purge_comm(false);
-        r.instrumentChanged = true;
-        send_expect(fmt::format("$HWCONFset:{};", hw), "ok");
+        r.send(fmt::format("$HWCONFset:{};", hw), "ok");
         for (int i = 0; i < kAcqSlotCount; ++i) {
-            send_expect(fmt::format("$ACQCONFerase:{};", i), "$ok");
+            r.send(fmt::format("$ACQCONFerase:{};", i), "$ok");
         }
         for (int i = 0; i < kAcqSlotCount; ++i) {
             const ParamTable& t = m_working.slot(i);
             if (t.empty()) {
                 continue; // free tables keep their numbers
             }
-            send_expect(fmt::format("$ACQCONFset:{},{};", i, write_params_to_string("", t)), "$ok");
+            r.send(fmt::format("$ACQCONFset:{},{};", i, write_params_to_string("", t)), "$ok");
         }
-    } catch (const std::exception& e) {
-        r.error = QString::fromStdString(e.what());
-        trace()->logf(kModule, ZelLevelError, "Error during programmation : {}", e.what());
-        return r;
-    }
-    if (readBack != nullptr) {
+        if (readBack == nullptr) {
+            r.ok = true;
+            return;
+        }
         const bool hwRead = readBack->readHardwareConfiguration();
         readBack->readAcquisitionConfigurations();
-        r.readBackDifferences = hwRead
-                                    ? compareSent(m_working, *readBack)
-                                    : QStringLiteral("The hardware configuration could not be read back\n");
-        if (!r.readBackDifferences.isEmpty()) {
-            r.error =
-                QStringLiteral("The Kelvo6 does not hold what was programmed :\n") + r.readBackDifferences;
-            trace()->logf(kModule, ZelLevelError, "Error during programmation : {}", r.error);
-            return r;
+        r.judgeReadBack(hwRead ? compareSent(m_working, *readBack)
+                               : QStringLiteral("The hardware configuration could not be read back\n"));
+    });
+    if (result.ok) {
+        if (m_changed) {
+            m_changed();
         }
+        trace()->post(kModule, ZelLevelInformation, "Programmation Done");
     }
-    if (m_changed) {
-        m_changed();
-    }
-    trace()->post(kModule, ZelLevelInformation, "Programmation Done");
-    r.ok = true;
-    return r;
+    return result;
+}
+
+ProgramResult ParamMgt::sendTimetable(const Timetable& timetable, InterfaceCamera* readBack) {
+    return ProgramResult::attempt([&](ProgramResult& r) {
+        ProgramResult::enterSupervisorMode();
+        r.instrumentChanged = true;
+        program_timetable(timetable);
+        if (readBack == nullptr) {
+            r.ok = true;
+            return;
+        }
+        readBack->readTimetable();
+        r.judgeReadBack(timetable_to_text(readBack->timetable()) == timetable_to_text(timetable)
+                            ? QString()
+                            : QStringLiteral("Timetable differ\n"));
+    });
 }
 
 ProgramResult ParamMgt::programTimetable(InterfaceCamera* readBack) {
-    ProgramResult r;
-    try {
-        InstrumentProtocol protocol;
-        if (protocol.supervisorMode(true) == SupervisorFailed) {
-            throw std::runtime_error("Unable to enter supervisor mode");
-        }
-        r.instrumentChanged = true;
-        program_timetable(m_working.timetable);
-    } catch (const std::exception& e) {
-        r.error = QString::fromStdString(e.what());
-        trace()->logf(kModule, ZelLevelError, "Error during programmation : {}", e.what());
-        return r;
+    const ProgramResult result = sendTimetable(m_working.timetable, readBack);
+    if (result.ok) {
+        trace()->post(kModule, ZelLevelInformation, "Timetable programmed");
     }
-    if (readBack != nullptr) {
-        readBack->readTimetable();
-        if (timetable_to_text(readBack->timetable()) != timetable_to_text(m_working.timetable)) {
-            r.readBackDifferences = QStringLiteral("Timetable differ\n");
-            r.error =
-                QStringLiteral("The Kelvo6 does not hold what was programmed :\n") + r.readBackDifferences;
-            trace()->logf(kModule, ZelLevelError, "Error during programmation : {}", r.error);
-            return r;
-        }
-    }
-    trace()->post(kModule, ZelLevelInformation, "Timetable programmed");
-    r.ok = true;
-    return r;
+    return result;
 }
 
-void ParamMgt::setOperatorEmail(const QString& email) {
-    auto it = find_param("Operator_email", m_working.hw);
+void ParamMgt::setOperatorEmail(ParamTable& hw, const QString& email) {
+    auto it = find_param("Operator_email", hw);
     // Without a user e-mail (nobody logged in) the instrument keeps the one it has.
-    if (it != m_working.hw.end() && !email.isEmpty()) {
+    if (it != hw.end() && !email.isEmpty()) {
         it->setString(email.left(63).toStdString());
     }
-}
-
-void ParamMgt::setOperatorEmail() {
-    setOperatorEmail(AppSettings::userEmail());
 }
 
 QString ParamMgt::modeName(const WorkingSet& set, bool shortForm) {

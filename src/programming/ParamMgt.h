@@ -1,5 +1,6 @@
 #pragma once
 
+#include "programming/ProgramResult.h"
 #include "programming/WorkingSet.h"
 
 #include <QString>
@@ -7,19 +8,6 @@
 #include <functional>
 
 class InterfaceCamera;
-
-// Outcome of programming the instrument.
-struct ProgramResult {
-    bool ok = false;
-    // True once a set command went out: from then on the instrument may hold a partial
-    // configuration, and only then does the error text say so.
-    bool instrumentChanged = false;
-    QString error;               // the failure, empty on success
-    QString readBackDifferences; // what the instrument holds differently from what was sent
-
-    // The text of the "Programmation error" box.
-    QString errorBoxText() const;
-};
 
 // The instrument's working parameter set, its comparison with the open project's parameter
 // files, their archiving and replacement, and the programming of the instrument. Logs under
@@ -30,7 +18,6 @@ public:
     static constexpr const char* kDoneTitle = "Programmation Done";
     static constexpr const char* kDoneText = "Kelvo6 programmed and previous settings archived";
     static constexpr const char* kErrorTitle = "Programmation error";
-    static constexpr int kAnswerTries = 10;
 
     ParamMgt();
 
@@ -79,11 +66,13 @@ public:
     // Sends the working timetable ("$TIMEPROGinit" then one "$TIMEPROGadd" per program) and,
     // with `readBack`, reads it again and compares the texts.
     ProgramResult programTimetable(InterfaceCamera* readBack);
+    // The same for any timetable, without the "Timetable programmed" log line.
+    static ProgramResult sendTimetable(const Timetable& timetable, InterfaceCamera* readBack);
 
-    // `Operator_email` of the hardware set from `email` (the "user_email" setting by default),
-    // cut to 63 characters.
-    void setOperatorEmail(const QString& email);
-    void setOperatorEmail();
+    // `Operator_email` of the hardware set `hw` from `email`, cut to 63 characters; an empty
+    // `email` (nobody logged in) leaves the one the instrument has.
+    static void setOperatorEmail(ParamTable& hw, const QString& email);
+    void setOperatorEmail(const QString& email) { setOperatorEmail(m_working.hw, email); }
 
     static QString modeName(const WorkingSet& set, bool shortForm);
     QString modeName(bool shortForm) const { return modeName(m_working, shortForm); }

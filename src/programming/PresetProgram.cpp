@@ -18,26 +18,13 @@ std::string value_of(const ParamTable& t, const char* name) {
     return find_param(name, t) == t.end() ? std::string() : GetParamAsText(t, name);
 }
 
-// A check box's text as shown: "2"/"0" or "true"/"false"; an edit's text unchanged.
+// A check box's text as shown: ticked only by its own ticked text; an edit's text unchanged.
 QString field_text(const PresetField& f, const std::string& stored) {
     const QString s = QString::fromStdString(stored);
-    switch (f.kind) {
-    case PresetFieldKind::Vignettes:
-        return s == QLatin1String("2") ? QStringLiteral("2") : QStringLiteral("0");
-    case PresetFieldKind::Flag:
-        return s == QLatin1String("true") ? QStringLiteral("true") : QStringLiteral("false");
-    default:
+    if (f.kind == PresetFieldKind::Text) {
         return s;
     }
-}
-
-const ParamTable* slot_named(const WorkingSet& set, const std::string& name) {
-    for (const ParamTable& t : set.acq) {
-        if (!t.empty() && param_config_name(t) == name) {
-            return &t;
-        }
-    }
-    return nullptr;
+    return preset_check_text(f.kind, s == preset_check_text(f.kind, true));
 }
 
 bool load_table(const QString& path, ParamTable& table, bool hardware, QString* error) {
@@ -61,6 +48,13 @@ PresetProgram::PresetProgram(const PresetMode& presetMode, const QString& templa
     : m_mode(presetMode)
     , m_templatesDir(templatesDir)
     , m_project(projectPath) {}
+
+QString PresetProgram::hardwareRefusal(const QString& key, const ParamTable& hw) {
+    if (key == QLatin1String("ctd") && GetParamAsText(hw, "Pressure_sensor_ref").empty()) {
+        return QStringLiteral("Pressure sensor required for CTD Mode.");
+    }
+    return {};
+}
 
 QString PresetProgram::templatePath(const char* name) const {
     return QDir(m_templatesDir).filePath(QString::fromLatin1(name));
@@ -154,7 +148,7 @@ bool PresetProgram::load(QString* error, QString* errorTitle) {
     ok = loadSlots(set, &errors, &title) && ok;
     if (ok) {
         for (const char* name : m_mode.requiredNames) {
-            if (slot_named(set, name) == nullptr) {
+            if (find_configuration(set.acq, name) == nullptr) {
                 errors += QString::fromLatin1(name) + QStringLiteral(" not found\n");
                 ok = false;
             }
@@ -208,7 +202,7 @@ void PresetProgram::fillValues(const WorkingSet* current) {
     const auto source = [&](int slot) -> const ParamTable& {
         const ParamTable& t = m_templates.slot(slot);
         if (fromInstrument) {
-            if (const ParamTable* mine = slot_named(*current, param_config_name(t))) {
+            if (const ParamTable* mine = find_configuration(current->acq, param_config_name(t))) {
                 return *mine;
             }
         }
@@ -248,11 +242,7 @@ QString PresetProgram::build(WorkingSet& working, const QString& operatorEmail) 
     if (m_mode.slotKind == PresetSlots::Time) {
         working.timetable = m_templates.timetable;
     }
-    // Without a user e-mail (nobody logged in) the instrument keeps the one it has.
-    auto email = find_param("Operator_email", working.hw);
-    if (email != working.hw.end() && !operatorEmail.isEmpty()) {
-        email->setString(operatorEmail.left(63).toStdString());
-    }
+    ParamMgt::setOperatorEmail(working.hw, operatorEmail);
     for (const PresetField& f : m_mode.fields) {
         if (f.slot >= 0) {
             set(working.slot(f.slot), f.param, m_values.value(QLatin1String(f.object)));

@@ -14,6 +14,9 @@
 // programmed. The page and `kelvo program` both drive one of these.
 class PresetProgram {
 public:
+    static constexpr const char* kRefusalTitle = "Unable to do Programmation";
+    static constexpr const char* kNoDeviceRefusal = "No device found, you can't do programmation.";
+    static constexpr const char* kNoProjectRefusal = "No active project, you can't do programmation.";
     static constexpr const char* kInvalidTitle = "Invalid values";
     static constexpr const char* kTimetableErrorTitle = "Timetable Error";
     static constexpr const char* kTimetableNameError = "All ACQ name must start by ACQ_TIME";
@@ -25,6 +28,10 @@ public:
     PresetProgram(const PresetMode& presetMode, const QString& templatesDir, const QString& projectPath);
 
     const PresetMode& presetMode() const { return m_mode; }
+
+    // Why the preset `key` may not program an instrument holding the hardware set `hw`
+    // ("Pressure sensor required for CTD Mode."); empty when it may.
+    static QString hardwareRefusal(const QString& key, const ParamTable& hw);
 
     // Reads the templates into the template set. On failure the previous template set and
     // values stay; `error` holds the messages ("Unable to load file <path>", "<name> not

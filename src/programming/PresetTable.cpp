@@ -162,6 +162,13 @@ const std::vector<PresetMode>& preset_modes() {
     return modes;
 }
 
+QString preset_check_text(PresetFieldKind kind, bool ticked) {
+    if (kind == PresetFieldKind::Vignettes) {
+        return ticked ? QStringLiteral("2") : QStringLiteral("0");
+    }
+    return ticked ? QStringLiteral("true") : QStringLiteral("false");
+}
+
 const PresetMode* preset_mode(const QString& key) {
     for (const PresetMode& s : preset_modes()) {
         if (key == QLatin1String(s.key) || key == QLatin1String(s.page)) {

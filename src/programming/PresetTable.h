@@ -11,6 +11,9 @@ enum class PresetFieldKind {
     Flag,      // a check box: ticked writes "true", unticked "false"
 };
 
+// The value a check box of `kind` writes: "2" or "0" (Vignettes), "true" or "false" (Flag).
+QString preset_check_text(PresetFieldKind kind, bool ticked);
+
 // One value the user may change on a preset page.
 struct PresetField {
     const char* object; // widget object name ("edPressureOfs", "cbSave1", ...)

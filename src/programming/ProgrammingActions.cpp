@@ -8,6 +8,7 @@
 #include "programming/FParamFreeFile.h"
 #include "programming/FParamPreset.h"
 #include "programming/ParamMgt.h"
+#include "programming/PresetProgram.h"
 #include "programming/ShippedData.h"
 #include "programming/dlgeditprojet.h"
 #include "project/Project.h"
@@ -15,12 +16,6 @@
 
 #include <QAction>
 #include <QMenu>
-
-namespace {
-
-constexpr const char* kRefusalTitle = "Unable to do Programmation";
-
-} // namespace
 
 ProgrammingActions::ProgrammingActions(QWidget* window, InterfaceCamera* camera, Project* project,
                                        ProjectOpener opener, QObject* parent)
@@ -87,23 +82,19 @@ void ProgrammingActions::replaceProjectParameters() {
 
 QString ProgrammingActions::programmingRefusal(const QString& presetKey) const {
     if (m_camera == nullptr || m_camera->cameraRef().isEmpty()) {
-        return QStringLiteral("No device found, you can't do programmation.");
+        return QString::fromLatin1(PresetProgram::kNoDeviceRefusal);
     }
     if (m_project == nullptr || !m_project->IsOpen()) {
-        return QStringLiteral("No active project, you can't do programmation.");
+        return QString::fromLatin1(PresetProgram::kNoProjectRefusal);
     }
-    if (presetKey == QLatin1String("ctd") &&
-        GetParamAsText(m_camera->hardware(), "Pressure_sensor_ref").empty()) {
-        return QStringLiteral("Pressure sensor required for CTD Mode.");
-    }
-    return {};
+    return PresetProgram::hardwareRefusal(presetKey, m_camera->hardware());
 }
 
 void ProgrammingActions::openPreset(const QString& key) {
     const PresetMode* presetMode = preset_mode(key);
     const QString refusal = programmingRefusal(key);
     if (presetMode == nullptr || !refusal.isEmpty()) {
-        UiDialogs::warning(m_window, QString::fromLatin1(kRefusalTitle), refusal);
+        UiDialogs::warning(m_window, QString::fromLatin1(PresetProgram::kRefusalTitle), refusal);
         return;
     }
     m_mgt.takeFromCamera(*m_camera);
@@ -117,7 +108,7 @@ void ProgrammingActions::openPreset(const QString& key) {
 void ProgrammingActions::openFreeFile() {
     const QString refusal = programmingRefusal(QString());
     if (!refusal.isEmpty()) {
-        UiDialogs::warning(m_window, QString::fromLatin1(kRefusalTitle), refusal);
+        UiDialogs::warning(m_window, QString::fromLatin1(PresetProgram::kRefusalTitle), refusal);
         return;
     }
     auto* page = new FParamFreeFile(m_camera, m_project->Path() + QStringLiteral("/config"), m_window);
