@@ -73,22 +73,25 @@ int digits(const char* p, int n) {
 
 } // namespace
 
-QDateTime ParticleSpectrum::parseImageTime(const QByteArray& text) {
+bool ParticleSpectrum::parseImageDateAndTime(const QByteArray& text, QDate* date, QTime* time) {
     // "yyyyMMdd-HHmmss[-zzz]", read digit by digit: thousands of lines are read per sample.
     const char* t = text.constData();
     if (text.size() < 15 || t[8] != '-') {
-        return {};
+        return false;
     }
-    const QDate date(digits(t, 4), digits(t + 4, 2), digits(t + 6, 2));
+    *date = QDate(digits(t, 4), digits(t + 4, 2), digits(t + 6, 2));
     int ms = 0;
     if (text.size() >= 19 && t[15] == '-') {
         ms = std::max(0, digits(t + 16, 3));
     }
-    const QTime time(digits(t + 9, 2), digits(t + 11, 2), digits(t + 13, 2), ms);
-    if (!date.isValid() || !time.isValid()) {
-        return {};
-    }
-    return QDateTime(date, time);
+    *time = QTime(digits(t + 9, 2), digits(t + 11, 2), digits(t + 13, 2), ms);
+    return date->isValid() && time->isValid();
+}
+
+QDateTime ParticleSpectrum::parseImageTime(const QByteArray& text) {
+    QDate date;
+    QTime time;
+    return parseImageDateAndTime(text, &date, &time) ? QDateTime(date, time) : QDateTime();
 }
 
 int ParticleSpectrum::classOf(double esdMm) const {

@@ -55,4 +55,7 @@ struct ParticleSpectrum {
                         const SpectrumSettings& settings, ParticleSpectrum* out, QString* error);
     // The instrument's image time stamp: "yyyyMMdd-HHmmss" with an optional "-zzz" (ms).
     static QDateTime parseImageTime(const QByteArray& text);
+    // The same as a date and a time, false when either is not valid. Cheaper where no local
+    // date-time is needed: making one reads the time zone.
+    static bool parseImageDateAndTime(const QByteArray& text, QDate* date, QTime* time);
 };

@@ -104,22 +104,12 @@ void prepare(const MappedZipReader& zip, Prepared& p, const std::atomic<int>& th
 // "yyyyMMdd-HHmmss..." as the table's date and time fields, or empty fields. Checked with dates
 // and times alone: a local date-time would read the time zone for every row.
 std::pair<QString, QString> date_and_time(const QByteArray& text) {
-    const char* t = text.constData();
-    const auto digits = [t](int from, int n) {
-        int v = 0;
-        for (int i = from; i < from + n; ++i) {
-            if (t[i] < '0' || t[i] > '9') {
-                return -1;
-            }
-            v = v * 10 + (t[i] - '0');
-        }
-        return v;
-    };
-    if (text.size() < 15 || t[8] != '-' || !QDate(digits(0, 4), digits(4, 2), digits(6, 2)).isValid() ||
-        !QTime(digits(9, 2), digits(11, 2), digits(13, 2)).isValid()) {
+    QDate date;
+    QTime time;
+    if (!ParticleSpectrum::parseImageDateAndTime(text, &date, &time)) {
         return {};
     }
-    return {QString::fromLatin1(t, 8), QString::fromLatin1(t + 9, 6)};
+    return {QString::fromLatin1(text.constData(), 8), QString::fromLatin1(text.constData() + 9, 6)};
 }
 
 } // namespace
