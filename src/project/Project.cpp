@@ -139,12 +139,12 @@ QDir Project::ResultsDir() const {
     return QDir(path);
 }
 
-QString Project::ParticleArchivePath(const QString& sample) const {
-    return QStringLiteral("%1/maridata/%2/%2_Particule.zip").arg(m_path, sample);
+QString Project::ParticleArchivePath(const QString& projectPath, const QString& sample) {
+    return QStringLiteral("%1/maridata/%2/%2_Particule.zip").arg(projectPath, sample);
 }
 
-QString Project::ImageArchivePath(const QString& sample) const {
-    return QStringLiteral("%1/maridata/%2/%2_Images.zip").arg(m_path, sample);
+QString Project::ImageArchivePath(const QString& projectPath, const QString& sample) {
+    return QStringLiteral("%1/maridata/%2/%2_Images.zip").arg(projectPath, sample);
 }
 
 bool Project::HasParticleArchive(const QString& sample) const {

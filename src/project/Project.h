@@ -61,8 +61,11 @@ public:
 
     // "<project>/results", created first when missing.
     QDir ResultsDir() const;
-    QString ParticleArchivePath(const QString& sample) const;
-    QString ImageArchivePath(const QString& sample) const;
+    // "<project>/maridata/<sample>/<sample>_Particule.zip" and "..._Images.zip".
+    static QString ParticleArchivePath(const QString& projectPath, const QString& sample);
+    static QString ImageArchivePath(const QString& projectPath, const QString& sample);
+    QString ParticleArchivePath(const QString& sample) const { return ParticleArchivePath(m_path, sample); }
+    QString ImageArchivePath(const QString& sample) const { return ImageArchivePath(m_path, sample); }
     bool HasParticleArchive(const QString& sample) const;
     bool HasImageArchive(const QString& sample) const;
 

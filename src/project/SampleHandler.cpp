@@ -1,5 +1,7 @@
 #include "SampleHandler.h"
 
+#include "Project.h"
+
 #include "trace/FmtQt.h"
 #include "trace/ZelTraceMgr.h"
 
@@ -28,11 +30,11 @@ QString SampleHandler::SampleDir(const QString& sample) const {
 }
 
 QString SampleHandler::ParticleArchivePath(const QString& sample) const {
-    return QStringLiteral("%1/maridata/%2/%2_Particule.zip").arg(m_projectPath, sample);
+    return Project::ParticleArchivePath(m_projectPath, sample);
 }
 
 QString SampleHandler::ImageArchivePath(const QString& sample) const {
-    return QStringLiteral("%1/maridata/%2/%2_Images.zip").arg(m_projectPath, sample);
+    return Project::ImageArchivePath(m_projectPath, sample);
 }
 
 bool SampleHandler::readEntry(const QString& sample, const QString& entry, const char* caller,
