@@ -1,9 +1,9 @@
 #include "DlgMergeSequence.h"
 
 #include "app/UiDialogs.h"
+#include "app/WaitCursor.h"
 #include "project/Project.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QEventLoop>
 #include <QFormLayout>
@@ -20,14 +20,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-class WaitCursor {
-public:
-    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
-    WaitCursor(const WaitCursor&) = delete;
-    WaitCursor& operator=(const WaitCursor&) = delete;
-};
 
 QCheckBox* check_box(QWidget* parent, const char* name, const QString& text) {
     auto* cb = new QCheckBox(text, parent);
