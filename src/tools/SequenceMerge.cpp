@@ -241,6 +241,14 @@ std::vector<MergeCandidate> SequenceMerge::Candidates(const QString& projectPath
         previousTimeValid = timeValid;
         list.push_back(std::move(c));
     }
+    // A group's size is known once its last member is in: its members are contiguous.
+    QString proposal;
+    for (MergeCandidate& c : list) {
+        if (c.count > 0) {
+            proposal = c.count >= 2 ? MergedName(c.name, c.count) : QString();
+        }
+        c.proposal = proposal;
+    }
     return list;
 }
 
