@@ -50,6 +50,12 @@ void log(quint32 level, const std::string& text) {
     GetTraceMgr()->post(kModule, level, text);
 }
 
+// An archive problem the merge goes past: logged, and told in the result.
+void skip(SequenceMerge::Result& r, quint32 level, const QString& text) {
+    log(level, text.toStdString());
+    r.skipped << text;
+}
+
 QByteArray acq_conf_line(const QString& dataFile) {
     QFile file(dataFile);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -75,10 +81,8 @@ bool copy_entries(QuaZip& src, QuaZip& dst, QSet<QString>& names, const QString&
             return false;
         }
         if (names.contains(info.name)) {
-            const QString text =
-                QStringLiteral("MergeImages duplicate entry %1 of %2 skipped").arg(info.name, srcPath);
-            log(ZelLevelWarning, text.toStdString());
-            r.skipped << text;
+            skip(r, ZelLevelWarning,
+                 QStringLiteral("MergeImages duplicate entry %1 of %2 skipped").arg(info.name, srcPath));
             continue;
         }
         QuaZipFile in(&src);
@@ -376,10 +380,8 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
             }
             QuaZip& src = *srcHolder;
             if (!src.open(QuaZip::mdUnzip)) {
-                const std::string text =
-                    fmt::format("MergeImages Can't open source sequence images {}", srcZip);
-                log(ZelLevelError, text);
-                r.skipped << QString::fromStdString(text);
+                skip(r, ZelLevelError,
+                     QStringLiteral("MergeImages Can't open source sequence images %1").arg(srcZip));
             } else if (!QFileInfo::exists(destZip)) {
                 names = entry_names(src);
                 r.entries = static_cast<int>(names.size());
@@ -390,10 +392,9 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
             } else {
                 QuaZip dst(destZip);
                 if (!dst.open(QuaZip::mdAdd)) {
-                    const std::string text =
-                        fmt::format("MergeImages Can't open destination sequence images {}", destZip);
-                    log(ZelLevelError, text);
-                    r.skipped << QString::fromStdString(text);
+                    skip(
+                        r, ZelLevelError,
+                        QStringLiteral("MergeImages Can't open destination sequence images %1").arg(destZip));
                 } else {
                     const bool copied = copy_entries(src, dst, names, srcZip, r);
                     dst.close();
@@ -402,10 +403,8 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
                     }
                     if (!copied) {
                         // The entries copied before the damage stay: they are whole.
-                        const std::string text =
-                            fmt::format("MergeImages Can't open source sequence images {}", srcZip);
-                        log(ZelLevelError, text);
-                        r.skipped << QString::fromStdString(text);
+                        skip(r, ZelLevelError,
+                             QStringLiteral("MergeImages Can't open source sequence images %1").arg(srcZip));
                     }
                 }
             }
