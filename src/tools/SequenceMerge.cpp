@@ -275,7 +275,7 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
                                            const QString& destination, const Progress& progress) {
     Result r;
     const QString raw = projectPath + QStringLiteral("/raw");
-    const QString finalDir = raw + QLatin1Char('/') + destination;
+    const QString finalDir = SequenceHandler::SequenceFolder(projectPath, destination);
     const QString staging = raw + QStringLiteral("/.") + destination + QStringLiteral(".partial");
     auto fail = [&](const QString& text) {
         log(ZelLevelError, text.toStdString());
@@ -428,9 +428,9 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
         const QString folder = SequenceHandler::SequenceFolder(projectPath, s);
         const QString used = s + QLatin1String(kUsedMark);
         const bool dataRenamed =
-            QFile::rename(folder + QLatin1Char('/') + s + QStringLiteral("_data.txt"),
+            QFile::rename(SequenceHandler::DataFilePath(projectPath, s),
                           folder + QLatin1Char('/') + used + QStringLiteral("_data.txt"));
-        if (!dataRenamed || !QDir().rename(folder, raw + QLatin1Char('/') + used)) {
+        if (!dataRenamed || !QDir().rename(folder, SequenceHandler::SequenceFolder(projectPath, used))) {
             renameErrors << QStringLiteral("Unable to rename %1 to %2").arg(s, used);
         }
     }
@@ -455,16 +455,15 @@ bool SequenceMerge::Restore(const QString& projectPath, const QString& name, QSt
         return fail(QStringLiteral("Sequence %1 is not marked %2").arg(name, QLatin1String(kUsedMark)));
     }
     const QString original = name.left(at) + name.mid(at + static_cast<int>(qstrlen(kUsedMark)));
-    const QString raw = projectPath + QStringLiteral("/raw");
-    const QString folder = raw + QLatin1Char('/') + name;
-    const QString target = raw + QLatin1Char('/') + original;
+    const QString folder = SequenceHandler::SequenceFolder(projectPath, name);
+    const QString target = SequenceHandler::SequenceFolder(projectPath, original);
     if (!QFileInfo(folder).isDir()) {
         return fail(QStringLiteral("Sequence %1 not found").arg(name));
     }
     if (original.isEmpty() || QFileInfo::exists(target)) {
         return fail(QStringLiteral("Sequence %1 already exists").arg(original));
     }
-    const QString data = folder + QLatin1Char('/') + name + QStringLiteral("_data.txt");
+    const QString data = SequenceHandler::DataFilePath(projectPath, name);
     if (QFileInfo::exists(data) &&
         !QFile::rename(data, folder + QLatin1Char('/') + original + QStringLiteral("_data.txt"))) {
         return fail(QStringLiteral("Unable to rename %1").arg(data));
