@@ -316,7 +316,7 @@ void DlgMergeSequence::on_btRestoreUsed_clicked() {
 
 void DlgMergeSequence::on_btRemoveMergeRows_clicked() {
     for (int i = m_left->count() - 1; i >= 0; --i) {
-        if (m_left->item(i)->text().contains(QLatin1String("UsedForMerge"))) {
+        if (SequenceMerge::IsUsedName(m_left->item(i)->text())) {
             delete m_left->takeItem(i);
         }
     }
