@@ -18,16 +18,6 @@ const char* const kMergeUsage =
     "       kelvo sequence merge PROJECT --auto [--criteria lpm,vig,save,ratio] [--max-gap S]\n"
     "                                   [--max-count N] [--dry-run] [--show-used]\n";
 
-// The proposal of a candidate: the merged name of its group when the group can be merged.
-QString proposal(const std::vector<MergeCandidate>& list, const MergeCandidate& c) {
-    for (const MergeCandidate& first : list) {
-        if (first.name == c.base) {
-            return first.count >= 2 ? SequenceMerge::MergedName(first.name, first.count) : QString();
-        }
-    }
-    return QString();
-}
-
 int run_merge(const QString& project, const QStringList& sources, const QString& into) {
     out(fmt::format("{}\n", SequenceMerge::StatusText(into, sources)));
     const SequenceMerge::Result r = SequenceMerge::Merge(project, sources, into);
@@ -148,7 +138,7 @@ int sequence_merge(const QStringList& args) {
     if (dryRun) {
         std::string text = "Sequence\tParams\tDelta T (s)\tProposal\n";
         for (const MergeCandidate& c : list) {
-            text += fmt::format("{}\t{}\t{}\t{}\n", c.name, c.key, c.gap, proposal(list, c));
+            text += fmt::format("{}\t{}\t{}\t{}\n", c.name, c.key, c.gap, c.proposal);
         }
         out(text);
         return 0;
@@ -158,8 +148,8 @@ int sequence_merge(const QStringList& args) {
     for (const MergeCandidate& c : list) {
         if (c.count >= 2) {
             ++merged;
-            status = std::max(status, run_merge(prj.Path(), SequenceMerge::GroupMembers(list, c.name),
-                                                SequenceMerge::MergedName(c.name, c.count)));
+            status = std::max(status,
+                              run_merge(prj.Path(), SequenceMerge::GroupMembers(list, c.name), c.proposal));
         }
     }
     out(fmt::format("merged groups: {}\n", merged));

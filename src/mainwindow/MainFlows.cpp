@@ -2,6 +2,7 @@
 
 #include "MainTop.h"
 #include "app/UiDialogs.h"
+#include "app/WaitCursor.h"
 #include "device/InterfaceCamera.h"
 #include "link/SerialLink.h"
 #include "params/DlgAcqParamViewer.h"
@@ -15,7 +16,6 @@
 #include "worker/CThWorker.h"
 #include "worker/InstrumentBusyRunner.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QLabel>
@@ -33,15 +33,6 @@ QString hw_text(const ParamTable& table, const char* name) {
     }
     return QString::fromStdString(GetParamAsText(table, name));
 }
-
-// The wait cursor for as long as a flow runs.
-class WaitCursor {
-public:
-    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
-    WaitCursor(const WaitCursor&) = delete;
-    WaitCursor& operator=(const WaitCursor&) = delete;
-};
 
 } // namespace
 

@@ -273,10 +273,7 @@ void DlgLiveCamera::showFrame() {
         }
     } else {
         m_stats->setText(QStringLiteral("Live image failed: %1\n").arg(f.status) +
-                         QStringLiteral("Image OK=%1 , KO=%2  , Temperature=%3 \n")
-                             .arg(f.displayed)
-                             .arg(f.failed)
-                             .arg(f.temperature));
+                         LiveCameraSession::CountersText(f.displayed, f.failed, f.temperature));
     }
     m_displayed->setText(QStringLiteral("%1 Images displayed").arg(f.displayed));
     m_saved->setText(QStringLiteral("%1 Images saved").arg(f.saved));

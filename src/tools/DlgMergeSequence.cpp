@@ -1,9 +1,9 @@
 #include "DlgMergeSequence.h"
 
 #include "app/UiDialogs.h"
+#include "app/WaitCursor.h"
 #include "project/Project.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QEventLoop>
 #include <QFormLayout>
@@ -20,14 +20,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-class WaitCursor {
-public:
-    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
-    WaitCursor(const WaitCursor&) = delete;
-    WaitCursor& operator=(const WaitCursor&) = delete;
-};
 
 QCheckBox* check_box(QWidget* parent, const char* name, const QString& text) {
     auto* cb = new QCheckBox(text, parent);
@@ -193,13 +185,9 @@ void DlgMergeSequence::on_btRefresh_clicked() {
     const QString path = m_project->Path();
     m_candidates = SequenceMerge::Candidates(path, SequenceMerge::ProjectSequences(path), g);
     m_tbl->setRowCount(static_cast<int>(m_candidates.size()));
-    QString proposal;
     for (int row = 0; row < static_cast<int>(m_candidates.size()); ++row) {
         const MergeCandidate& c = m_candidates[static_cast<std::size_t>(row)];
-        if (c.count > 0) {
-            proposal = c.count >= 2 ? SequenceMerge::MergedName(c.name, c.count) : QString();
-        }
-        const QString cells[] = {c.name, c.key, c.gap, proposal};
+        const QString cells[] = {c.name, c.key, c.gap, c.proposal};
         for (int col = 0; col < 4; ++col) {
             m_tbl->setItem(row, col, new QTableWidgetItem(cells[col]));
         }
@@ -245,8 +233,7 @@ bool DlgMergeSequence::mergeGroup(const QString& base, bool tell) {
         }
         return false;
     }
-    return runMerge(SequenceMerge::GroupMembers(m_candidates, base),
-                    SequenceMerge::MergedName(base, first->count));
+    return runMerge(SequenceMerge::GroupMembers(m_candidates, base), first->proposal);
 }
 
 void DlgMergeSequence::on_btMergeSequenceAuto_clicked() {
@@ -329,7 +316,7 @@ void DlgMergeSequence::on_btRestoreUsed_clicked() {
 
 void DlgMergeSequence::on_btRemoveMergeRows_clicked() {
     for (int i = m_left->count() - 1; i >= 0; --i) {
-        if (m_left->item(i)->text().contains(QLatin1String("UsedForMerge"))) {
+        if (SequenceMerge::IsUsedName(m_left->item(i)->text())) {
             delete m_left->takeItem(i);
         }
     }

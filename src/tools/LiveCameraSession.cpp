@@ -102,7 +102,11 @@ QString LiveCameraSession::AcquisitionText(const LiveCameraSettings& s, int ok, 
            QString::asprintf("Gain = %.1f dB \nBlack level = %d (12 bits)\nTransfert Fct : %s\n",
                              s.gain / 10.0, s.blackLevel,
                              LiveCameraSettings::TransferName(s.transferIndex).toLatin1().constData()) +
-           QStringLiteral("Image OK=%1 , KO=%2  , Temperature=%3 \n").arg(ok).arg(ko).arg(temperature);
+           CountersText(ok, ko, temperature);
+}
+
+QString LiveCameraSession::CountersText(int ok, int ko, const QString& temperature) {
+    return QStringLiteral("Image OK=%1 , KO=%2  , Temperature=%3 \n").arg(ok).arg(ko).arg(temperature);
 }
 
 cv::Mat LiveCameraSession::FitToView(const cv::Mat& image, int width, int height) {

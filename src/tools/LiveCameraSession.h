@@ -71,6 +71,8 @@ public:
     static QString StatisticsText(const LiveFrameStats& s);
     // "Acquisition Parameters\n..." with the counters and the temperature.
     static QString AcquisitionText(const LiveCameraSettings& s, int ok, int ko, const QString& temperature);
+    // "Image OK=... , KO=...  , Temperature=... \n", the last line of AcquisitionText.
+    static QString CountersText(int ok, int ko, const QString& temperature);
     // `image` scaled to fit `width` x `height` keeping its aspect ratio.
     static cv::Mat FitToView(const cv::Mat& image, int width, int height);
     // The base name with every "#" replaced by the local time "yyyyMMdd_hhmmss_zzz".

@@ -50,6 +50,12 @@ void log(quint32 level, const std::string& text) {
     GetTraceMgr()->post(kModule, level, text);
 }
 
+// An archive problem the merge goes past: logged, and told in the result.
+void skip(SequenceMerge::Result& r, quint32 level, const QString& text) {
+    log(level, text.toStdString());
+    r.skipped << text;
+}
+
 QByteArray acq_conf_line(const QString& dataFile) {
     QFile file(dataFile);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -75,10 +81,8 @@ bool copy_entries(QuaZip& src, QuaZip& dst, QSet<QString>& names, const QString&
             return false;
         }
         if (names.contains(info.name)) {
-            const QString text =
-                QStringLiteral("MergeImages duplicate entry %1 of %2 skipped").arg(info.name, srcPath);
-            log(ZelLevelWarning, text.toStdString());
-            r.skipped << text;
+            skip(r, ZelLevelWarning,
+                 QStringLiteral("MergeImages duplicate entry %1 of %2 skipped").arg(info.name, srcPath));
             continue;
         }
         QuaZipFile in(&src);
@@ -241,6 +245,14 @@ std::vector<MergeCandidate> SequenceMerge::Candidates(const QString& projectPath
         previousTimeValid = timeValid;
         list.push_back(std::move(c));
     }
+    // A group's size is known once its last member is in: its members are contiguous.
+    QString proposal;
+    for (MergeCandidate& c : list) {
+        if (c.count > 0) {
+            proposal = c.count >= 2 ? MergedName(c.name, c.count) : QString();
+        }
+        c.proposal = proposal;
+    }
     return list;
 }
 
@@ -263,7 +275,7 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
                                            const QString& destination, const Progress& progress) {
     Result r;
     const QString raw = projectPath + QStringLiteral("/raw");
-    const QString finalDir = raw + QLatin1Char('/') + destination;
+    const QString finalDir = SequenceHandler::SequenceFolder(projectPath, destination);
     const QString staging = raw + QStringLiteral("/.") + destination + QStringLiteral(".partial");
     auto fail = [&](const QString& text) {
         log(ZelLevelError, text.toStdString());
@@ -368,10 +380,8 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
             }
             QuaZip& src = *srcHolder;
             if (!src.open(QuaZip::mdUnzip)) {
-                const std::string text =
-                    fmt::format("MergeImages Can't open source sequence images {}", srcZip);
-                log(ZelLevelError, text);
-                r.skipped << QString::fromStdString(text);
+                skip(r, ZelLevelError,
+                     QStringLiteral("MergeImages Can't open source sequence images %1").arg(srcZip));
             } else if (!QFileInfo::exists(destZip)) {
                 names = entry_names(src);
                 r.entries = static_cast<int>(names.size());
@@ -382,10 +392,9 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
             } else {
                 QuaZip dst(destZip);
                 if (!dst.open(QuaZip::mdAdd)) {
-                    const std::string text =
-                        fmt::format("MergeImages Can't open destination sequence images {}", destZip);
-                    log(ZelLevelError, text);
-                    r.skipped << QString::fromStdString(text);
+                    skip(
+                        r, ZelLevelError,
+                        QStringLiteral("MergeImages Can't open destination sequence images %1").arg(destZip));
                 } else {
                     const bool copied = copy_entries(src, dst, names, srcZip, r);
                     dst.close();
@@ -394,10 +403,8 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
                     }
                     if (!copied) {
                         // The entries copied before the damage stay: they are whole.
-                        const std::string text =
-                            fmt::format("MergeImages Can't open source sequence images {}", srcZip);
-                        log(ZelLevelError, text);
-                        r.skipped << QString::fromStdString(text);
+                        skip(r, ZelLevelError,
+                             QStringLiteral("MergeImages Can't open source sequence images %1").arg(srcZip));
                     }
                 }
             }
@@ -421,9 +428,9 @@ SequenceMerge::Result SequenceMerge::Merge(const QString& projectPath, const QSt
         const QString folder = SequenceHandler::SequenceFolder(projectPath, s);
         const QString used = s + QLatin1String(kUsedMark);
         const bool dataRenamed =
-            QFile::rename(folder + QLatin1Char('/') + s + QStringLiteral("_data.txt"),
+            QFile::rename(SequenceHandler::DataFilePath(projectPath, s),
                           folder + QLatin1Char('/') + used + QStringLiteral("_data.txt"));
-        if (!dataRenamed || !QDir().rename(folder, raw + QLatin1Char('/') + used)) {
+        if (!dataRenamed || !QDir().rename(folder, SequenceHandler::SequenceFolder(projectPath, used))) {
             renameErrors << QStringLiteral("Unable to rename %1 to %2").arg(s, used);
         }
     }
@@ -448,16 +455,15 @@ bool SequenceMerge::Restore(const QString& projectPath, const QString& name, QSt
         return fail(QStringLiteral("Sequence %1 is not marked %2").arg(name, QLatin1String(kUsedMark)));
     }
     const QString original = name.left(at) + name.mid(at + static_cast<int>(qstrlen(kUsedMark)));
-    const QString raw = projectPath + QStringLiteral("/raw");
-    const QString folder = raw + QLatin1Char('/') + name;
-    const QString target = raw + QLatin1Char('/') + original;
+    const QString folder = SequenceHandler::SequenceFolder(projectPath, name);
+    const QString target = SequenceHandler::SequenceFolder(projectPath, original);
     if (!QFileInfo(folder).isDir()) {
         return fail(QStringLiteral("Sequence %1 not found").arg(name));
     }
     if (original.isEmpty() || QFileInfo::exists(target)) {
         return fail(QStringLiteral("Sequence %1 already exists").arg(original));
     }
-    const QString data = folder + QLatin1Char('/') + name + QStringLiteral("_data.txt");
+    const QString data = SequenceHandler::DataFilePath(projectPath, name);
     if (QFileInfo::exists(data) &&
         !QFile::rename(data, folder + QLatin1Char('/') + original + QStringLiteral("_data.txt"))) {
         return fail(QStringLiteral("Unable to rename %1").arg(data));

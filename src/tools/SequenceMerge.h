@@ -7,7 +7,7 @@
 #include <vector>
 
 // One sequence of the candidate list of a merge: its criteria values, the key they make, the
-// time since the previous candidate and the group it falls in.
+// time since the previous candidate, the group it falls in and that group's merged name.
 struct MergeCandidate {
     QString name;
     QStringList values; // the chosen criteria values, as text
@@ -15,6 +15,7 @@ struct MergeCandidate {
     QString gap;        // seconds since the previous candidate; empty when it cannot be told
     QString base;       // first sequence of the group
     qint32 count = 0;   // the group's size on its first sequence, 0 on the others
+    QString proposal;   // the group's merged name when it has 2 or more sequences, else empty
 };
 
 // Joins sequences of a project into one new sequence: the data files are concatenated, the
