@@ -5,7 +5,10 @@
 #include <QString>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+
+#include <unistd.h>
 
 inline void out(const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
@@ -26,4 +29,11 @@ inline void err(const QString& text) {
 }
 inline void err(const char* text) {
     err(std::string(text));
+}
+
+// Whether terminal escapes (colours, redrawn progress lines) may be written to standard output:
+// only to a terminal, and not when NO_COLOR is set.
+inline bool escapes_allowed() {
+    const char* noColor = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) && (noColor == nullptr || noColor[0] == '\0');
 }

@@ -27,11 +27,6 @@ const char* const kNetworkError = "The application encountered a network issue d
                                   " - Check the firewall settings to provide permissions to Kelvoapp";
 
 // Cursor and colour escapes only for a person at a terminal who did not turn them off.
-bool escapes_allowed() {
-    const char* noColor = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) && (noColor == nullptr || noColor[0] == '\0');
-}
-
 struct CardOptions {
     QString project;
     QStringList sequences;

@@ -1,6 +1,7 @@
 // `kelvo terminal`: the VortOS shell on the command line, for scripts (-c) and for working with
 // the instrument from a text console.
 #include "CliCommand.h"
+#include "CliOutput.h"
 
 #include "app/AppSettings.h"
 #include "app/WorkFolder.h"
@@ -135,11 +136,6 @@ bool parse_options(const QStringList& args, Options& o, QString& error) {
 }
 
 // Cursor and colour escapes only for a person at a terminal who did not turn them off.
-bool escapes_allowed() {
-    const char* noColor = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) && (noColor == nullptr || noColor[0] == '\0');
-}
-
 // The escapes of a text played onto a plain line, for output that is not a terminal: colours and
 // cursor visibility are dropped, a column move pads with spaces, a carriage return or "\e[2K"
 // starts the line again, a backspace takes back one character. Tabs stay tabs.
